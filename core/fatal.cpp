@@ -1,0 +1,23 @@
+#include "core/fatal.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace kaitoro {
+
+void tsunami_fatal(const char* message) {
+    std::fprintf(stderr, "Error: %s\n", message);
+    std::fflush(stderr);
+    std::exit(1);
+}
+
+void tsunami_fatal_errno(const char* message) {
+    const int err = errno;
+    std::fprintf(stderr, "Error: %s: %s\n", message, std::strerror(err));
+    std::fflush(stderr);
+    std::exit(1);
+}
+
+}  // namespace kaitoro

@@ -1,0 +1,35 @@
+#include "core/geo.h"
+
+#include <cmath>
+
+namespace kaitoro {
+
+namespace {
+constexpr float kPi = 3.14159265358979f;
+constexpr float kRefLon = 135.79684f;
+constexpr float kRefCol = 425.0f;
+constexpr float kRefRow = 270.0f;
+constexpr float kRefOrdinate = 0.6724051f;
+constexpr float kEarthRadiusKm = 6371.009f;
+constexpr float kCellKm = 5.72096f;
+}  // namespace
+
+void grid_xy_from_latlon(float lat_deg, float lon_deg, float* gx, float* gy) {
+    *gx = (lon_deg - kRefLon) * kPi / 180.0f * kEarthRadiusKm / kCellKm + kRefCol;
+    float t;
+    if (lat_deg > 84.0f) {
+        t = 19.08113f;
+    } else {
+        const float lat = std::fmax(lat_deg, -84.0f);
+        t = std::tan(lat * kPi / 180.0f * 0.5f + kPi / 4.0f);
+    }
+    *gy = (std::log(t) - kRefOrdinate) * kEarthRadiusKm / kCellKm + kRefRow;
+}
+
+void latlon_from_grid_xy(float gx, float gy, float* lat_deg, float* lon_deg) {
+    *lon_deg = (gx - kRefCol) * kCellKm / kEarthRadiusKm * 180.0f / kPi + kRefLon;
+    const float ordinate = (gy - kRefRow) * kCellKm / kEarthRadiusKm + kRefOrdinate;
+    *lat_deg = (2.0f * std::atan(std::exp(ordinate)) - kPi / 2.0f) * 180.0f / kPi;
+}
+
+}  // namespace kaitoro

@@ -1,0 +1,79 @@
+// Linear long-wave solver on the grid plus an 80-cell absorbing margin.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "core/grid.h"
+
+namespace kaitoro {
+
+inline constexpr int kSolverPad = 80;
+inline constexpr float kWallEta = 100.0f;       // eta marker of a wall cell
+inline constexpr float kWallThreshold = 50.0f;  // eta at or above this acts as a wall
+inline constexpr int kModelStepSeconds = 15;
+
+// Everything about the step that changes only when the masks change, precomputed at
+// reset_simulation so that the step itself reads flat arrays and allocates nothing.
+struct SolverPlan {
+    std::uint32_t snx = 0, sny = 0;  // solver size it was built for; 0 = not built
+    // Coupling across the edge from each solver cell to its east, north, north-east and
+    // north-west neighbour; the other four directions read the neighbour's entry. 0 = the edge
+    // is closed for good (a wall on either side, the domain border, a blocked diagonal).
+    std::vector<float> coef_e, coef_n, coef_ne, coef_nw;
+    // Per solver cell: coupling towards a blocked neighbour; 0 = wall cell; negative = coastal
+    // cell whose mirror value is scaled by the current reflection factor.
+    std::vector<float> self_coef;
+    std::vector<float> damping;         // (pad + 1) rows of snx, by the margin depth of a row
+    std::vector<float> arrival_factor;  // per grid cell: shoreline-equivalent factor
+    int damped_cell = -1;               // grid index of the held-down cell, -1 if off the grid
+};
+
+struct Simulation {
+    std::uint32_t nx = 0, ny = 0;
+    std::uint32_t bordered_rows = 0;  // ny + 2
+    std::uint32_t pad = 0;            // always kSolverPad
+    std::uint32_t snx = 0, sny = 0;   // nx + 2 pad, ny + 2 pad
+    std::uint64_t grid_cells = 0;
+    std::uint64_t bordered_cells = 0;
+    std::uint64_t solver_cells = 0;
+    std::vector<float> eta;         // per solver cell
+    std::vector<float> eta_prev;    // per solver cell
+    std::vector<float> rate;        // per solver cell
+    std::vector<float> height;      // per bordered cell
+    std::vector<float> max_height;  // per bordered cell
+    std::vector<std::int32_t> arrival_s;       // per bordered cell, 0 = none yet
+    std::vector<float> source_height;          // per grid cell
+    std::vector<std::int32_t> source_delay_s;  // per grid cell
+    std::vector<float> source_applied;         // per grid cell
+    std::vector<float> station_max_m;          // per station
+    std::vector<std::int32_t> station_arrival_s;  // per station, 0 = none yet
+
+    SolverPlan plan;
+
+    std::size_t bordered_index(int x, int y) const { return std::size_t(y + 1) * nx + x; }
+    std::size_t solver_index_of_cell(int x, int y) const {
+        return std::size_t(y + pad) * snx + (x + pad);
+    }
+};
+
+// Settings read by the step.
+extern int g_coast_reflection_absorb_enabled;  // 1
+extern float g_coast_reflection_energy_loss;   // 0.55
+extern int g_source_ramp_seconds;              // 120
+
+Simulation create_simulation(const GridData* grid);
+void reset_simulation(const GridData* grid, Simulation* sim);
+void free_simulation(Simulation* sim);
+void simulate_one_step(const GridData* grid, Simulation* sim, int t_s);
+
+float global_height_decay_per_step();
+void set_coastal_reflection_absorption(int enabled, float loss);
+int coastal_reflection_absorption_enabled();
+float coastal_reflection_absorption_energy_loss();
+float coastal_reflection_keep_per_step();
+int source_ramp_seconds();
+float station_shoreline_equiv_factor(float depth_m);
+float output_shoaling_factor();
+
+}  // namespace kaitoro
