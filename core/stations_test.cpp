@@ -1,0 +1,346 @@
+#include "core/stations.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+#include <limits>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "core/driver.h"
+#include "core/masks.h"
+#include "core/status.h"
+#include "tests/support/fake_platform.h"
+#include "tests/support/global_state.h"
+#include "tests/support/synthetic_grid.h"
+
+namespace kaitoro {
+namespace {
+
+using testing::GridSpec;
+
+constexpr char kBom[] = "\xEF\xBB\xBF";
+
+// Splits one CSV line; a quoted field may hold commas and doubled quotes.
+std::vector<std::string> split_csv_line(const std::string& line) {
+    std::vector<std::string> out;
+    std::string field;
+    bool quoted = false;
+    for (std::size_t k = 0; k < line.size(); ++k) {
+        const char c = line[k];
+        if (quoted) {
+            if (c == '"' && k + 1 < line.size() && line[k + 1] == '"') {
+                field += '"';
+                ++k;
+            } else if (c == '"') {
+                quoted = false;
+            } else {
+                field += c;
+            }
+        } else if (c == '"') {
+            quoted = true;
+        } else if (c == ',') {
+            out.push_back(field);
+            field.clear();
+        } else {
+            field += c;
+        }
+    }
+    out.push_back(field);
+    return out;
+}
+
+std::vector<std::string> split_lines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+}
+
+// A table file as rows of fields, after checking the framing every table shares: the BOM,
+// line feeds only, a final line feed.
+std::vector<std::vector<std::string>> read_table(const std::string& path) {
+    const std::string text = testing::read_file_text(path);
+    EXPECT_EQ(text.substr(0, 3), kBom) << path;
+    EXPECT_EQ(text.find('\r'), std::string::npos) << path;
+    EXPECT_EQ(text.back(), '\n') << path;
+    std::vector<std::vector<std::string>> rows;
+    for (const std::string& line : split_lines(text.substr(3)))
+        rows.push_back(split_csv_line(line));
+    return rows;
+}
+
+// An all-sea grid of depth 1 m, where the shoreline factor is exactly 1, so a station's
+// observed height is its cell's eta.
+class StationsTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        GridSpec g = testing::make_ocean(24, 16, 1.0f);
+        g.add_station(3, 3, 11);   // #1
+        g.add_station(6, 3, 11);   // #2, same zone as #1
+        g.add_station(9, 3, 70);   // #3, a KMA zone
+        g.add_station(12, 3, 67);  // #4, outside any zone: tracked but never tabled
+        g.add_station(15, 3, 5);   // #5, disabled below
+        g.add_station(10, 9, 22);  // #6, its cell forced to land so it samples a neighbour
+        testing::install_grid(testing::load_spec(g));
+        g_grid.station_flags[4] = 0;
+        set_land_override(&g_grid, 10, 9, 1);
+        rebuild_land_mask_from_coast_stations(&g_grid);
+        rebuild_solid_mask(&g_grid);
+        reset_simulation(&g_grid, &g_sim);
+    }
+    void TearDown() override { testing::reset_all_globals(); }
+
+    float& eta_at_cell(long long cell) {
+        const int x = int(cell % g_grid.nx), y = int(cell / g_grid.nx);
+        return g_sim.eta[g_sim.solver_index_of_cell(x, y)];
+    }
+    float& sample_eta(int i) { return eta_at_cell(g_grid.station_sample_cell[i]); }
+};
+
+TEST_F(StationsTest, ArrivalNeedsFiveCentimetresAndMaximumNeverFalls) {
+    ASSERT_FLOAT_EQ(station_shoreline_equiv_factor(1.0f), 1.0f);
+
+    sample_eta(0) = 0.049f;
+    update_station_stats(&g_grid, &g_sim, 15);
+    EXPECT_EQ(g_sim.station_arrival_s[0], 0);
+    EXPECT_FLOAT_EQ(g_sim.station_max_m[0], 0.049f);
+
+    sample_eta(0) = 0.05f;
+    update_station_stats(&g_grid, &g_sim, 30);
+    EXPECT_EQ(g_sim.station_arrival_s[0], 30);
+
+    // A drawdown is observed with its sign but never lowers the maximum.
+    sample_eta(0) = -0.3f;
+    update_station_stats(&g_grid, &g_sim, 45);
+    EXPECT_FLOAT_EQ(station_observed_height_m(&g_grid, &g_sim, 0), -0.3f);
+    EXPECT_FLOAT_EQ(g_sim.station_max_m[0], 0.05f);
+
+    // The first arrival stays.
+    sample_eta(0) = 0.4f;
+    update_station_stats(&g_grid, &g_sim, 60);
+    EXPECT_EQ(g_sim.station_arrival_s[0], 30);
+    EXPECT_FLOAT_EQ(g_sim.station_max_m[0], 0.4f);
+
+    // A level that only ever falls neither arrives nor raises the maximum.
+    sample_eta(2) = -2.0f;
+    update_station_stats(&g_grid, &g_sim, 75);
+    EXPECT_EQ(g_sim.station_max_m[2], 0.0f);
+    EXPECT_EQ(g_sim.station_arrival_s[2], 0);
+
+    // A deeper sample cell scales the height to the shoreline.
+    g_grid.effective_depth_m[g_grid.station_sample_cell[1]] = 7000.0f;
+    sample_eta(1) = 0.01f;
+    EXPECT_NEAR(station_observed_height_m(&g_grid, &g_sim, 1),
+                0.01f * station_shoreline_equiv_factor(7000.0f), 1e-7);
+}
+
+TEST_F(StationsTest, WallsAndDisabledStationsReportNothing) {
+    sample_eta(1) = kWallEta;
+    sample_eta(4) = 1.0f;
+    update_station_stats(&g_grid, &g_sim, 15);
+    EXPECT_EQ(station_observed_height_m(&g_grid, &g_sim, 1), 0.0f);
+    EXPECT_EQ(g_sim.station_max_m[1], 0.0f);
+    EXPECT_EQ(g_sim.station_arrival_s[1], 0);
+    EXPECT_EQ(station_observed_height_m(&g_grid, &g_sim, 4), 0.0f);
+    EXPECT_EQ(g_sim.station_max_m[4], 0.0f);
+
+    EXPECT_FALSE(station_is_enabled(&g_grid, 4));
+    EXPECT_FALSE(station_is_enabled(&g_grid, 6));
+    EXPECT_FALSE(station_is_enabled(&g_grid, -1));
+    EXPECT_EQ(count_enabled_stations(&g_grid), 5);
+
+    int x = -7;
+    float m = -7.0f;
+    EXPECT_EQ(get_station_info(4, &x, &x, &x, &x, &x, &m, &m, &m, &x), 0);
+    EXPECT_EQ(get_station_info(6, &x, &x, &x, &x, &x, &m, &m, &m, &x), 0);
+    EXPECT_EQ(x, -7);
+    EXPECT_EQ(m, -7.0f);
+
+    // Without a flags array every station counts.
+    g_grid.station_flags.clear();
+    EXPECT_TRUE(station_is_enabled(&g_grid, 4));
+    EXPECT_EQ(count_enabled_stations(&g_grid), 6);
+}
+
+TEST_F(StationsTest, StationInfoUsesTheSampleCellForTheLevel) {
+    const int cell = g_grid.station_cell[5];
+    const int sample = g_grid.station_sample_cell[5];
+    ASSERT_NE(sample, cell) << "a station on forced land should sample open water";
+    sample_eta(5) = 0.25f;
+    eta_at_cell(cell) = 9.0f;  // never read: the station cell is a wall
+    g_sim.station_max_m[5] = 1.5f;
+    g_sim.station_arrival_s[5] = 600;
+
+    int gx, gy, sx, sy, zone, arrival;
+    float obs, pos, max;
+    ASSERT_EQ(get_station_info(5, &gx, &gy, &sx, &sy, &zone, &obs, &pos, &max, &arrival), 1);
+    EXPECT_EQ((std::vector<int>{gx, gy, sx, sy, zone, arrival}),
+              (std::vector<int>{10, 9, sample % 24, sample / 24, 22, 600}));
+    EXPECT_EQ((std::vector<float>{obs, pos, max}), (std::vector<float>{0.25f, 0.25f, 1.5f}));
+
+    sample_eta(5) = -0.5f;
+    get_station_info(5, nullptr, nullptr, nullptr, nullptr, nullptr, &obs, &pos, nullptr, nullptr);
+    EXPECT_EQ(obs, -0.5f);
+    EXPECT_EQ(pos, 0.0f);
+}
+
+TEST(StationZoneNames, ExactTextsAndEveryIdNamed) {
+    EXPECT_STREQ(forecast_zone_name_from_id(1), "オホーツク海沿岸");
+    EXPECT_STREQ(forecast_zone_name_from_id(16), "千葉県九十九里・外房");
+    EXPECT_STREQ(forecast_zone_name_from_id(42), "広島県");
+    EXPECT_STREQ(forecast_zone_name_from_id(66), "宮古島・八重山地方");
+    EXPECT_STREQ(forecast_zone_name_from_id(67), "outside_forecast_zone");
+    EXPECT_STREQ(forecast_zone_name_from_id(68), "강원 북부 해안");
+    EXPECT_STREQ(forecast_zone_name_from_id(91), "인천.경기 남부 해안");
+    EXPECT_STREQ(forecast_zone_name_from_id(93), "울릉도 해안");
+    for (int id : {0, -1, 94, 1000}) EXPECT_STREQ(forecast_zone_name_from_id(id), "unknown");
+
+    std::set<std::string> names;
+    for (int id = 1; id <= 93; ++id) names.insert(forecast_zone_name_from_id(id));
+    EXPECT_EQ(names.size(), 93u) << "a zone name is duplicated or shifted";
+}
+
+TEST(StationColorBins, BoundariesBelongToTheHigherBin) {
+    struct Case {
+        float h;
+        const char* bin;
+        const char* hex;
+    };
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    // clang-format off
+    const Case cases[] = {
+        {nan, "0-5cm", "none"},           {-1.0f, "0-5cm", "none"},
+        {0.049f, "0-5cm", "none"},        {0.05f, "5-10cm", "#99ff80"},
+        {0.1f, "10-20cm", "#00ff00"},     {0.2f, "20-50cm", "#fff280"},
+        {0.5f, "50-100cm", "#ffe600"},    {1.0f, "100-200cm", "#ff8080"},
+        {2.0f, "200-300cm", "#ff0000"},   {3.0f, "300-400cm", "#e580ff"},
+        {4.0f, "400-500cm", "#cc00ff"},   {5.0f, "500-800cm", "#8b00ad"},
+        {9.99f, "800-1000cm", "#460057"}, {10.0f, "1000cm+", "#000000"},
+    };
+    // clang-format on
+    for (const Case& c : cases) {
+        EXPECT_STREQ(tsunami_height_color_bin(c.h), c.bin) << c.h;
+        EXPECT_STREQ(tsunami_height_color_hex(c.h), c.hex) << c.h;
+    }
+}
+
+TEST_F(StationsTest, StationTableListsTabledStationsOnly) {
+    g_grid.station_sample_cell[1] = -1;
+    g_sim.station_max_m = {0.75f, 0.75f, 0.123456789f, 3.0f, 2.0f, 10.0f};
+    g_sim.station_arrival_s = {120, 90, 300, 60, 30, 45};
+    testing::TempDir dir;
+    const std::string path = dir.file("stations.csv");
+    write_station_file(path.c_str(), &g_grid, &g_sim);
+
+    const auto rows = read_table(path);
+    ASSERT_EQ(rows.size(), 5u);
+    EXPECT_EQ(rows[0],
+              (std::vector<std::string>{"station_no", "grid_index", "grid_x", "grid_y",
+                                        "sample_grid_index", "sample_grid_x", "sample_grid_y",
+                                        "forecast_zone_id", "forecast_zone_name", "max_height_m",
+                                        "arrival_s", "color_bin", "color_hex"}));
+    EXPECT_EQ(rows[1], (std::vector<std::string>{"1", "75", "3", "3", "75", "3", "3", "11",
+                                                 "宮城県", "0.75", "120", "50-100cm", "#ffe600"}));
+    EXPECT_EQ(std::vector<std::string>(rows[2].begin(), rows[2].begin() + 7),
+              (std::vector<std::string>{"2", "78", "6", "3", "-1", "-1", "-1"}));
+    EXPECT_EQ(rows[3],
+              (std::vector<std::string>{"3", "81", "9", "3", "81", "9", "3", "70", "강원 남부 해안",
+                                        "0.123457", "300", "10-20cm", "#00ff00"}));
+    const int sample = g_grid.station_sample_cell[5];
+    EXPECT_EQ(rows[4],
+              (std::vector<std::string>{"6", "226", "10", "9", std::to_string(sample),
+                                        std::to_string(sample % 24), std::to_string(sample / 24),
+                                        "22", "静岡県", "10", "45", "1000cm+", "#000000"}));
+
+    // The zone name is the one quoted field, so a reader that splits on commas alone still
+    // finds 13 columns.
+    const std::string text = testing::read_file_text(path);
+    EXPECT_NE(text.find(",\"강원 남부 해안\","), std::string::npos);
+}
+
+TEST_F(StationsTest, ZoneTableKeepsTheFirstHighestStationAndEveryZone) {
+    g_sim.station_max_m = {0.75f, 0.75f, 0.123456789f, 3.0f, 2.0f, 10.0f};
+    g_sim.station_arrival_s = {120, 90, 300, 60, 30, 45};
+    testing::TempDir dir;
+    const std::string path = dir.file("zones.csv");
+    write_forecast_zone_file(path.c_str(), &g_grid, &g_sim);
+
+    const auto rows = read_table(path);
+    ASSERT_EQ(rows.size(), 1u + 66u + 26u);
+    EXPECT_EQ(rows[0], (std::vector<std::string>{
+                           "forecast_zone_id", "forecast_zone_name", "max_height_m",
+                           "max_height_cm", "station_no_of_max", "grid_index", "grid_x", "grid_y",
+                           "arrival_s", "station_count", "color_bin", "color_hex"}));
+    for (std::size_t r = 1; r < rows.size(); ++r) {
+        const int id = std::stoi(rows[r][0]);
+        EXPECT_EQ(id, r <= 66 ? int(r) : int(r) + 1) << "zone 67 has no row";
+        EXPECT_EQ(rows[r][1], forecast_zone_name_from_id(id));
+        EXPECT_EQ(rows[r].size(), 12u);
+    }
+    // Equal maxima: the first station in index order wins, with its arrival, even though the
+    // second one arrived earlier.
+    EXPECT_EQ(rows[11], (std::vector<std::string>{"11", "宮城県", "0.75", "75", "1", "75", "3", "3",
+                                                  "120", "2", "50-100cm", "#ffe600"}));
+    // Zone 5's only station is disabled: the zone is still written, empty.
+    EXPECT_EQ(rows[5], (std::vector<std::string>{"5", "北海道日本海沿岸北部", "0", "0", "0", "-1",
+                                                 "-1", "-1", "0", "0", "0-5cm", "none"}));
+    EXPECT_EQ(rows[22], (std::vector<std::string>{"22", "静岡県", "10", "1000", "6", "226", "10",
+                                                  "9", "45", "1", "1000cm+", "#000000"}));
+    EXPECT_EQ(rows[69],
+              (std::vector<std::string>{"70", "강원 남부 해안", "0.123457", "12.3457", "3", "81",
+                                        "9", "3", "300", "1", "10-20cm", "#00ff00"}));
+}
+
+TEST(StationPaths, ZoneTableNameFollowsTheFileNamePart) {
+    EXPECT_EQ(forecast_zone_path_for("out.data.csv"), "out.data_forecast_zones.csv");
+    EXPECT_EQ(forecast_zone_path_for("results"), "results_forecast_zones.csv");
+    EXPECT_EQ(forecast_zone_path_for("/tmp/run.v2/results"),
+              "/tmp/run.v2/results_forecast_zones.csv");
+    EXPECT_EQ(forecast_zone_path_for("C:\\runs.old\\st.csv"),
+              "C:\\runs.old\\st_forecast_zones.csv");
+    EXPECT_EQ(forecast_zone_path_for("C:\\runs.old\\st"), "C:\\runs.old\\st_forecast_zones.csv");
+}
+
+TEST_F(StationsTest, SaveCommandWritesBothTablesAndReports) {
+    testing::ScopedFakePlatform fp;
+    testing::TempDir dir;
+    const std::string chosen = dir.file("tsunami.out.csv");
+    fp.fake.save_answers.push_back(chosen);
+    save_station_csv_dialog(nullptr);
+
+    ASSERT_EQ(fp.fake.save_requests.size(), 1u);
+    const FileDialogRequest& req = fp.fake.save_requests[0];
+    EXPECT_EQ(req.title, "Save station + forecast-zone CSV");
+    ASSERT_EQ(req.filters.size(), 2u);
+    EXPECT_EQ(req.filters[0].label + req.filters[0].pattern, "CSV files*.csv");
+    EXPECT_EQ(req.filters[1].label + req.filters[1].pattern, "All files*.*");
+    EXPECT_EQ(req.default_name, "tsunami_station_points.csv");
+    EXPECT_TRUE(req.confirm_overwrite);
+    EXPECT_TRUE(req.path_must_exist);
+
+    const std::string zones = dir.file("tsunami.out_forecast_zones.csv");
+    EXPECT_TRUE(std::filesystem::exists(chosen));
+    EXPECT_TRUE(std::filesystem::exists(zones));
+    EXPECT_EQ(std::string(g_status), "Saved station CSV and forecast-zone CSV: " + zones);
+    EXPECT_EQ(fp.fake.repaints, 1);
+
+    // Files that cannot be created are skipped silently; the save is still reported.
+    fp.fake.save_answers.push_back(dir.file("missing/st"));
+    save_station_csv_dialog(nullptr);
+    EXPECT_EQ(std::string(g_status), "Saved station CSV and forecast-zone CSV: " +
+                                         dir.file("missing/st_forecast_zones.csv"));
+    EXPECT_TRUE(fp.fake.beeps.empty());
+
+    // Cancel leaves everything alone.
+    std::strcpy(g_status, "before");
+    save_station_csv_dialog(nullptr);
+    EXPECT_STREQ(g_status, "before");
+    EXPECT_EQ(fp.fake.repaints, 2);
+}
+
+}  // namespace
+}  // namespace kaitoro

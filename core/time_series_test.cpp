@@ -1,0 +1,473 @@
+#include "core/time_series.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <new>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/driver.h"
+#include "core/stations.h"
+#include "core/status.h"
+#include "tests/support/fake_platform.h"
+#include "tests/support/global_state.h"
+#include "tests/support/synthetic_grid.h"
+
+// Out-of-memory is provoked by failing the next allocation of at least this many bytes; zero
+// leaves every allocation alone. The replacement is program-wide but inert unless armed.
+namespace {
+std::atomic<std::size_t> g_fail_next_alloc_at_least{0};
+}
+
+void* operator new(std::size_t n) {
+    const std::size_t limit = g_fail_next_alloc_at_least.load(std::memory_order_relaxed);
+    if (limit != 0 && n >= limit) {
+        g_fail_next_alloc_at_least.store(0, std::memory_order_relaxed);
+        throw std::bad_alloc();
+    }
+    if (void* p = std::malloc(n ? n : 1)) return p;
+    throw std::bad_alloc();
+}
+// Kept out of line so the compiler never pairs a new-expression with this free().
+[[gnu::noinline]] void operator delete(void* p) noexcept {
+    std::free(p);
+}
+[[gnu::noinline]] void operator delete(void* p, std::size_t) noexcept {
+    std::free(p);
+}
+
+namespace kaitoro {
+namespace {
+
+namespace fs = std::filesystem;
+
+class ArmAllocationFailure {
+  public:
+    explicit ArmAllocationFailure(std::size_t bytes) { g_fail_next_alloc_at_least = bytes; }
+    ~ArmAllocationFailure() { g_fail_next_alloc_at_least = 0; }
+};
+
+bool xmllint_available() {
+    return std::system("command -v xmllint >/dev/null 2>&1") == 0;
+}
+
+// Ten stations #1..#10 on an all-sea grid of depth 1 m (shoreline factor exactly 1), in
+// zone 11, at (2 + 3k, 4).
+class TimeSeriesTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        testing::GridSpec g = testing::make_ocean(32, 12, 1.0f);
+        for (int k = 0; k < 10; ++k) g.add_station(2 + 3 * k, 4, 11);
+        testing::install_grid(testing::load_spec(g));
+    }
+    void TearDown() override { testing::reset_all_globals(); }
+
+    void set_level(int i, float v) {
+        const int cell = g_grid.station_sample_cell[i];
+        g_sim.eta[g_sim.solver_index_of_cell(cell % int(g_grid.nx), cell / int(g_grid.nx))] = v;
+    }
+    // One model step as the driver takes it, without the solver.
+    void step_to(int t_s) {
+        g_time_s = t_s;
+        update_station_stats(&g_grid, &g_sim, t_s);
+        time_series_record_current();
+    }
+    const TimeSeriesRecorder& rec(std::size_t k) { return g_ts_recorders[k]; }
+};
+
+TEST_F(TimeSeriesTest, ReplaceAndAddModesPickAndReport) {
+    g_time_s = 45;
+    time_series_add_station(2, 1);
+    ASSERT_EQ(g_ts_rec_count, 1u);
+    EXPECT_EQ(g_ts_rec_capacity, 8u);
+    EXPECT_EQ(g_ts_station_i, 2);
+    EXPECT_EQ(rec(0).count, 1u) << "a pick records its first sample at once";
+    EXPECT_EQ(rec(0).samples[0].time_s, 45);
+    EXPECT_STREQ(g_status,
+                 "Time-series station selected: #3, station_id 11, 宮城県. Recording "
+                 "starts at t=45 s.");
+
+    time_series_add_station(5, 0);
+    ASSERT_EQ(g_ts_rec_count, 2u);
+    EXPECT_EQ(g_ts_station_i, 5);
+    EXPECT_STREQ(
+        g_status,
+        "Added time-series station: #6, station_id 11, 宮城県. Multi selected: 2 station(s).");
+
+    time_series_add_station(2, 0);
+    EXPECT_EQ(g_ts_rec_count, 2u);
+    EXPECT_EQ(g_ts_station_i, 2);
+    EXPECT_STREQ(g_status, "Station #3 is already selected. Multi selected: 2 station(s).");
+
+    // Unusable stations are ignored without a word.
+    g_grid.station_flags[8] = 0;
+    std::strcpy(g_status, "unchanged");
+    for (int bad : {8, 10, -1}) {
+        time_series_add_station(bad, 0);
+        time_series_add_station(bad, 1);
+    }
+    EXPECT_EQ(g_ts_rec_count, 2u);
+    EXPECT_STREQ(g_status, "unchanged");
+
+    time_series_add_station(7, 1);
+    ASSERT_EQ(g_ts_rec_count, 1u);
+    EXPECT_EQ(rec(0).station_index, 7);
+    EXPECT_EQ(g_ts_station_i, 7);
+
+    time_series_free();
+    EXPECT_TRUE(g_ts_rec_count == 0 && g_ts_rec_capacity == 0 && g_ts_recorders.empty());
+    EXPECT_EQ(g_ts_station_i, -1);
+}
+
+TEST_F(TimeSeriesTest, StorageGrowsByDoubling) {
+    for (int i = 0; i < 10; ++i) time_series_add_station(i, 0);
+    EXPECT_EQ(g_ts_rec_count, 10u);
+    EXPECT_EQ(g_ts_rec_capacity, 16u);
+    EXPECT_EQ(rec(9).station_index, 9);
+
+    EXPECT_EQ(rec(0).capacity, 4096u);
+    for (int t = 15; rec(0).count < 4097; t += 15) step_to(t);
+    EXPECT_EQ(rec(0).capacity, 8192u);
+    EXPECT_EQ(rec(0).samples[4096].time_s, 4096 * 15);
+}
+
+TEST_F(TimeSeriesTest, OneSamplePerModelTimeWithTheLatestValues) {
+    time_series_add_station(2, 1);
+    set_level(2, 0.3f);
+    step_to(15);
+    set_level(2, 0.4f);
+    step_to(15);  // paused, stepped again to the same time
+    ASSERT_EQ(rec(0).count, 2u);
+    EXPECT_EQ(rec(0).samples[1].time_s, 15);
+    EXPECT_FLOAT_EQ(rec(0).samples[1].level_m, 0.4f);
+    EXPECT_FLOAT_EQ(rec(0).samples[1].peak_positive_rise_m, 0.4f);
+
+    set_level(2, -0.2f);
+    step_to(30);
+    ASSERT_EQ(rec(0).count, 3u);
+    const TimeSeriesSample& s = rec(0).samples[2];
+    EXPECT_FLOAT_EQ(s.level_m, -0.2f);
+    EXPECT_EQ(s.positive_rise_m, 0.0f);
+    EXPECT_FLOAT_EQ(s.peak_positive_rise_m, 0.4f);
+    EXPECT_EQ(rec(0).last_time_s, 30);
+}
+
+TEST_F(TimeSeriesTest, DisabledStationKeepsItsRecorderButRecordsNothing) {
+    time_series_add_station(2, 1);
+    time_series_add_station(3, 0);
+    g_grid.station_flags[2] = 0;
+    step_to(15);
+    step_to(30);
+    ASSERT_EQ(g_ts_rec_count, 2u);
+    EXPECT_EQ(rec(0).count, 1u);
+    EXPECT_EQ(rec(1).count, 3u);
+
+    g_grid.station_flags[2] = 1;
+    step_to(45);
+    EXPECT_EQ(rec(0).count, 2u);
+    EXPECT_EQ(rec(0).samples[1].time_s, 45);
+}
+
+TEST_F(TimeSeriesTest, ResetEmptiesRecordingsButKeepsStationsAndStorage) {
+    time_series_add_station(2, 1);
+    time_series_add_station(4, 0);
+    step_to(15);
+    step_to(30);
+    time_series_reset_recordings();
+    ASSERT_EQ(g_ts_rec_count, 2u);
+    for (std::size_t k = 0; k < 2; ++k) {
+        EXPECT_EQ(rec(k).count, 0u);
+        EXPECT_EQ(rec(k).last_time_s, -1);
+        EXPECT_EQ(rec(k).capacity, 4096u);
+    }
+    // A reset at model time 0 starts again there; an earlier recording at 0 must not be
+    // mistaken for "the same time".
+    step_to(0);
+    EXPECT_EQ(rec(0).count, 1u);
+    EXPECT_EQ(rec(0).samples[0].time_s, 0);
+    EXPECT_EQ(rec(1).station_index, 4);
+}
+
+TEST_F(TimeSeriesTest, FailedRecorderGrowthLeavesTheSetUnchanged) {
+    for (int i = 0; i < 8; ++i) time_series_add_station(i, 0);
+    ASSERT_EQ(g_ts_rec_capacity, 8u);
+    {
+        ArmAllocationFailure arm(16 * sizeof(TimeSeriesRecorder));
+        time_series_add_station(8, 0);
+    }
+    EXPECT_STREQ(g_status, "Could not allocate another time-series station recorder.");
+    EXPECT_EQ(g_ts_rec_count, 8u);
+    EXPECT_EQ(g_ts_rec_capacity, 8u);
+    EXPECT_EQ(g_ts_station_i, 7);
+    for (std::size_t k = 0; k < 8; ++k) {
+        EXPECT_EQ(rec(k).station_index, int(k));
+        EXPECT_EQ(rec(k).count, 1u);
+    }
+    time_series_add_station(8, 0);
+    EXPECT_EQ(g_ts_rec_count, 9u);
+}
+
+TEST_F(TimeSeriesTest, FailedSampleGrowthDropsOnlyThatSample) {
+    time_series_add_station(2, 1);
+    int t = 0;
+    while (rec(0).count < 4096) step_to(t += 15);
+    {
+        ArmAllocationFailure arm(8192 * sizeof(TimeSeriesSample));
+        step_to(t += 15);
+    }
+    EXPECT_STREQ(g_status,
+                 "Time-series recorder ran out of memory. Recording stopped for station #3.");
+    EXPECT_EQ(rec(0).count, 4096u);
+    EXPECT_EQ(rec(0).capacity, 4096u);
+    EXPECT_EQ(rec(0).samples[4095].time_s, t - 15);
+
+    step_to(t += 15);
+    EXPECT_EQ(rec(0).count, 4097u);
+    EXPECT_EQ(rec(0).samples[4096].time_s, t);
+    EXPECT_EQ(rec(0).samples[4095].time_s, t - 30);
+}
+
+TEST_F(TimeSeriesTest, CsvIsTheDocumentedTable) {
+    time_series_add_station(2, 1);  // t = 0, level 0
+    set_level(2, 0.25f);
+    step_to(90);
+    set_level(2, -0.5f);
+    step_to(105);
+
+    testing::TempDir dir;
+    const std::string path = dir.file("ts.csv");
+    ASSERT_EQ(write_time_series_csv_for_recorder(path.c_str(), &rec(0)), 1);
+    EXPECT_EQ(testing::read_file_text(path),
+              "# station_no,3\n"
+              "# forecast_zone_id,11\n"
+              "# forecast_zone_name,\"宮城県\"\n"
+              "# grid_x,8\n"
+              "# grid_y,4\n"
+              "# sample_grid_x,8\n"
+              "# sample_grid_y,4\n"
+              "# note,level_m is signed sea-level change. positive_rise_m ignores drawdown.\n"
+              "time_s,time_min,time_hr,level_m,level_cm,positive_rise_m,positive_rise_cm,"
+              "peak_positive_rise_m,peak_positive_rise_cm\n"
+              "0,0.000000,0.000000,0.00000000,0.00000,0.00000000,0.00000,0.00000000,0.00000\n"
+              "90,1.500000,0.025000,0.25000000,25.00000,0.25000000,25.00000,0.25000000,25.00000\n"
+              "105,1.750000,0.029167,-0.50000000,-50.00000,0.00000000,0.00000,0.25000000,"
+              "25.00000\n");
+
+    TimeSeriesRecorder empty;
+    empty.station_index = 2;
+    TimeSeriesRecorder unpicked = rec(0);
+    unpicked.station_index = -1;
+    EXPECT_EQ(write_time_series_csv_for_recorder(dir.file("b.csv").c_str(), &empty), 0);
+    EXPECT_EQ(write_time_series_svg_for_recorder(dir.file("c.svg").c_str(), &unpicked), 0);
+    EXPECT_EQ(write_time_series_csv_for_recorder(dir.file("no/such/dir.csv").c_str(), &rec(0)), 0);
+    EXPECT_FALSE(fs::exists(dir.file("b.csv")));
+}
+
+TEST_F(TimeSeriesTest, SvgOfOneSampleSpansOneMinute) {
+    g_time_s = 300;
+    set_level(2, 0.2f);
+    time_series_add_station(2, 1);
+    testing::TempDir dir;
+    const std::string path = dir.file("one.svg");
+    ASSERT_EQ(write_time_series_svg_for_recorder(path.c_str(), &rec(0)), 1);
+    const std::string svg = testing::read_file_text(path);
+
+    // Range -0.05 .. 0.25 m (peak 0, level 0.2, minimum margin); time 5 .. 6 min.
+    for (const char* piece : {
+             "<polyline class=\"level\" points=\"92,130 \"/>",
+             "<polyline class=\"peak\" points=\"92,415 \"/>",
+             "<line class=\"zero\" x1=\"92\" y1=\"415\" x2=\"946\" y2=\"415\"/>",
+             "<line class=\"grid\" x1=\"946\" y1=\"58\" x2=\"946\" y2=\"486\"/>",
+             "x=\"92\" y=\"508\" text-anchor=\"middle\">5.0</text>",
+             "x=\"946\" y=\"508\" text-anchor=\"middle\">6.0</text>",
+             ">-0.05 m</text>",
+             "station_id 11: 宮城県 | grid 8,4 sample 8,4 | samples 1</text>",
+         })
+        EXPECT_NE(svg.find(piece), std::string::npos) << piece;
+}
+
+TEST_F(TimeSeriesTest, SvgOfAFallingLevelKeepsZeroBelowTheTopMargin) {
+    g_time_s = 0;
+    set_level(2, -0.5f);
+    time_series_add_station(2, 1);
+    set_level(2, -1.0f);
+    step_to(60);
+    set_level(2, -0.25f);
+    step_to(120);
+
+    testing::TempDir dir;
+    const std::string path = dir.file("neg.svg");
+    ASSERT_EQ(write_time_series_svg_for_recorder(path.c_str(), &rec(0)), 1);
+    const std::string svg = testing::read_file_text(path);
+
+    // Range -1.12 .. 0.12 m: the zero line sits 42 px below the top of the plot.
+    EXPECT_NE(svg.find("<line class=\"zero\" x1=\"92\" y1=\"100\" x2=\"946\" y2=\"100\"/>"),
+              std::string::npos);
+    EXPECT_NE(svg.find("<text class=\"small\" x=\"10\" y=\"490\">-1.12 m</text>"),
+              std::string::npos);
+    EXPECT_NE(svg.find(">0.12 m</text>"), std::string::npos);
+    EXPECT_NE(svg.find(" 519,445 946,186 \"/>"), std::string::npos);
+    EXPECT_NE(svg.find("<polyline class=\"peak\" points=\"92,100 519,100 946,100 \"/>"),
+              std::string::npos);
+
+    // The documented drawing order.
+    const char* const order[] = {
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>",
+        "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"980\" height=\"560\" "
+        "viewBox=\"0 0 980 560\"",
+        "fill=\"#ffffff\"",
+        "<style>text{font-family:'Meiryo UI','Yu Gothic UI','Malgun Gothic',sans-serif;"
+        "font-size:14px;fill:#222}.small{font-size:12px;fill:#555}.title{font-size:20px;"
+        "font-weight:700}.axis{stroke:#222;stroke-width:1.2}.grid{stroke:#ddd;stroke-width:1}"
+        ".zero{stroke:#777;stroke-width:1.2;stroke-dasharray:5 4}.level{fill:none;"
+        "stroke:#d7372f;stroke-width:2}.peak{fill:none;stroke:#444;stroke-width:1.7;"
+        "stroke-dasharray:6 5}</style>",
+        "x=\"92\" y=\"30\" class=\"title\">Station #3 sea-level time series</text>",
+        "x=\"92\" y=\"50\" class=\"small\">station_id 11: ",
+        "class=\"grid\" x1=\"92\" y1=\"486\"",
+        "class=\"grid\" x1=\"92\" y1=\"58\" x2=\"92\"",
+        "class=\"zero\"",
+        "class=\"axis\" x1=\"92\" y1=\"58\" x2=\"92\" y2=\"486\"",
+        "class=\"axis\" x1=\"92\" y1=\"486\" x2=\"946\" y2=\"486\"",
+        "<polyline class=\"level\"",
+        "<polyline class=\"peak\"",
+        "x=\"519\" y=\"536\" text-anchor=\"middle\">time after simulation start (min)</text>",
+        "transform=\"rotate(-90 22 272)\">water level change (m)</text>",
+        "<rect x=\"102\" y=\"72\" width=\"16\" height=\"3\" fill=\"#d7372f\"/>",
+        "x=\"124\" y=\"76\">live signed level</text>",
+        "x1=\"282\" y1=\"73\" x2=\"298\" y2=\"73\" stroke=\"#444\" stroke-width=\"2\" "
+        "stroke-dasharray=\"6 5\"",
+        "x=\"306\" y=\"76\">peak positive rise</text>",
+        "</svg>",
+    };
+    std::size_t at = 0;
+    for (const char* piece : order) {
+        const std::size_t found = svg.find(piece, at);
+        ASSERT_NE(found, std::string::npos) << "missing or out of order: " << piece;
+        at = found;
+    }
+
+    if (!xmllint_available()) GTEST_SKIP() << "xmllint not installed";
+    EXPECT_EQ(std::system(("xmllint --noout '" + path + "'").c_str()), 0);
+}
+
+TEST(TimeSeriesPaths, PerStationNamesComeFromTheFileNamePart) {
+    EXPECT_EQ(make_station_timeseries_path("run.csv", 12, "", ".csv"), "run_station_0012.csv");
+    EXPECT_EQ(make_station_timeseries_path("run.csv", 12, "_graph", ".svg"),
+              "run_station_0012_graph.svg");
+    EXPECT_EQ(make_station_timeseries_path("run", 7, "", ".csv"), "run_station_0007.csv");
+    EXPECT_EQ(make_station_timeseries_path("/data/v1.2/run", 7, "_graph", ".svg"),
+              "/data/v1.2/run_station_0007_graph.svg");
+    EXPECT_EQ(make_station_timeseries_path("C:\\v1.2\\a.b.csv", 12345, "", ".csv"),
+              "C:\\v1.2\\a.b_station_12345.csv");
+}
+
+class TimeSeriesSaveTest : public TimeSeriesTest {
+  protected:
+    void SetUp() override {
+        TimeSeriesTest::SetUp();
+        fake_.emplace();  // after the global reset, which restores the headless platform
+    }
+    void TearDown() override {
+        fake_.reset();
+        TimeSeriesTest::TearDown();
+    }
+    testing::FakePlatform& fake() { return fake_->fake; }
+    std::optional<testing::ScopedFakePlatform> fake_;
+    testing::TempDir dir_;
+};
+
+TEST_F(TimeSeriesSaveTest, NothingPickedWarns) {
+    save_time_series_dialog(nullptr);
+    EXPECT_STREQ(g_status,
+                 "No time-series station selected. Hover a station marker and press T "
+                 "first. Use Shift+T to add more.");
+    EXPECT_EQ(fake().beeps, std::vector<BeepKind>{BeepKind::Warning});
+    EXPECT_TRUE(fake().save_requests.empty());
+}
+
+TEST_F(TimeSeriesSaveTest, OneStationWritesCsvAndGraph) {
+    time_series_add_station(2, 1);
+    time_series_reset_recordings();  // nothing recorded yet: the command records first
+    fake().save_answers.push_back(dir_.file("run"));
+    save_time_series_dialog(nullptr);
+
+    ASSERT_EQ(fake().save_requests.size(), 1u);
+    const FileDialogRequest& req = fake().save_requests[0];
+    EXPECT_EQ(req.title, "Save selected station time series CSV + SVG graph");
+    EXPECT_EQ(req.default_name, "station_0003_timeseries.csv");
+    ASSERT_EQ(req.filters.size(), 2u);
+    EXPECT_EQ(req.filters[0].label, "CSV files");
+    EXPECT_EQ(req.filters[1].pattern, "*.*");
+    EXPECT_TRUE(req.confirm_overwrite);
+    EXPECT_TRUE(req.path_must_exist);
+
+    EXPECT_TRUE(fs::exists(dir_.file("run")));
+    EXPECT_TRUE(fs::exists(dir_.file("run_graph.svg")));
+    EXPECT_EQ(std::string(g_status),
+              "Saved time series CSV and SVG graph: " + dir_.file("run_graph.svg"));
+    EXPECT_TRUE(fake().beeps.empty());
+    EXPECT_EQ(fake().repaints, 1);
+    EXPECT_EQ(rec(0).count, 1u);
+
+    // A dot in a directory name is not an extension.
+    fs::create_directory(dir_.file("v1.2"));
+    fake().save_answers.push_back(dir_.file("v1.2/run2.csv"));
+    save_time_series_dialog(nullptr);
+    EXPECT_TRUE(fs::exists(dir_.file("v1.2/run2.csv")));
+    EXPECT_TRUE(fs::exists(dir_.file("v1.2/run2_graph.svg")));
+
+    // Cancel: nothing more happens.
+    save_time_series_dialog(nullptr);
+    EXPECT_EQ(fake().repaints, 2);
+}
+
+TEST_F(TimeSeriesSaveTest, OneStationFailuresAreReported) {
+    time_series_add_station(2, 1);
+    fs::create_directory(dir_.file("blocked_graph.svg"));  // the graph cannot be created
+    fake().save_answers.push_back(dir_.file("blocked.csv"));
+    save_time_series_dialog(nullptr);
+    EXPECT_STREQ(g_status, "Saved time series CSV, but SVG graph failed.");
+    EXPECT_TRUE(fs::exists(dir_.file("blocked.csv")));
+    EXPECT_TRUE(fake().beeps.empty());
+
+    fake().save_answers.push_back(dir_.file("missing/run.csv"));
+    save_time_series_dialog(nullptr);
+    EXPECT_STREQ(g_status, "Failed to save selected station time series.");
+    EXPECT_EQ(fake().beeps, std::vector<BeepKind>{BeepKind::Error});
+    EXPECT_EQ(fake().repaints, 2);
+}
+
+TEST_F(TimeSeriesSaveTest, SeveralStationsWriteOnePairEach) {
+    time_series_add_station(2, 1);
+    time_series_add_station(9, 0);
+    const std::string base = dir_.file("set.csv");
+    fake().save_answers.push_back(base);
+    save_time_series_dialog(nullptr);
+
+    ASSERT_EQ(fake().save_requests.size(), 1u);
+    EXPECT_EQ(fake().save_requests[0].title, "Save multi-station time series set");
+    EXPECT_EQ(fake().save_requests[0].default_name, "selected_stations_timeseries.csv");
+    for (const char* name : {"set_station_0003.csv", "set_station_0003_graph.svg",
+                             "set_station_0010.csv", "set_station_0010_graph.svg"})
+        EXPECT_TRUE(fs::exists(dir_.file(name))) << name;
+    EXPECT_FALSE(fs::exists(base));
+    EXPECT_EQ(std::string(g_status),
+              "Saved 2 station time-series CSV+SVG pairs using base name: " + base);
+    EXPECT_TRUE(fake().beeps.empty());
+
+    fs::create_directory(dir_.file("again_station_0010_graph.svg"));
+    fake().save_answers.push_back(dir_.file("again.csv"));
+    save_time_series_dialog(nullptr);
+    EXPECT_STREQ(g_status, "Saved 1 station time-series pair(s), failed 1.");
+    EXPECT_EQ(fake().beeps, std::vector<BeepKind>{BeepKind::Warning});
+    EXPECT_EQ(fake().repaints, 2);
+}
+
+}  // namespace
+}  // namespace kaitoro
