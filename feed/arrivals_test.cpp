@@ -1,0 +1,476 @@
+#include "feed/arrivals.h"
+
+#include <sys/stat.h>
+
+#include <cstring>
+
+#include "core/status.h"
+#include "feed/warning_check.h"
+#include "tests/support/feed_fixture.h"
+
+namespace kaitoro {
+namespace {
+
+using testing::FeedTest;
+using testing::Json;
+
+const std::vector<std::string> kHeaderKeys = {"schema",
+                                              "type",
+                                              "kind",
+                                              "bulletin_class",
+                                              "event_driven",
+                                              "is_3hour_check",
+                                              "sim_s",
+                                              "computed_model_s",
+                                              "real_elapsed_s",
+                                              "real_sync_time_s",
+                                              "realtime_speed_factor",
+                                              "realtime_speed_rule",
+                                              "calc_start_delay_s",
+                                              "effective_time_s",
+                                              "effective_time",
+                                              "issue_time",
+                                              "origin_time",
+                                              "timer_rule",
+                                              "height_rule",
+                                              "packet_meaningful_update_rule",
+                                              "observation_count",
+                                              "contains_height_updates",
+                                              "packet_meaningful_update",
+                                              "observations"};
+
+const std::vector<std::string> kRecordKeys = {"obs_index",
+                                              "obs_index0",
+                                              "obs_no",
+                                              "queue_obs_index",
+                                              "queue_obs_index0",
+                                              "obs_id",
+                                              "queue_obs_id",
+                                              "name",
+                                              "agency",
+                                              "lat",
+                                              "lon",
+                                              "gauge_lat",
+                                              "gauge_lon",
+                                              "coordinate_source",
+                                              "sim_station_no",
+                                              "csv_station_no",
+                                              "csv_station_no_duplicate",
+                                              "mapped_grid_x",
+                                              "mapped_grid_y",
+                                              "grid_x",
+                                              "grid_y",
+                                              "display_grid_x",
+                                              "display_grid_y",
+                                              "mapped_depth_m",
+                                              "sample_grid_x",
+                                              "sample_grid_y",
+                                              "sample_source",
+                                              "mapped_coordinate_role",
+                                              "sample_coordinate_role",
+                                              "legacy_station_no_role",
+                                              "event_record_bound_to_observation",
+                                              "virtual_coast_cell",
+                                              "preferred_zone_id",
+                                              "forecast_zone_id",
+                                              "forecast_zone_name",
+                                              "observed_time_s",
+                                              "observation_time_s",
+                                              "observed_time",
+                                              "report_bucket_s",
+                                              "scheduled_bulletin_s",
+                                              "update_time",
+                                              "height_m",
+                                              "height_label",
+                                              "reported_height_m",
+                                              "reported_height_source",
+                                              "rise",
+                                              "rise_state",
+                                              "peak_updated",
+                                              "individual_peak_updated",
+                                              "max_updated",
+                                              "is_new_individual_max",
+                                              "peak_delta_dm",
+                                              "peak_delta_m",
+                                              "peak_update_scope",
+                                              "rise_m",
+                                              "rise_label",
+                                              "level_m",
+                                              "level_label",
+                                              "drawdown_m",
+                                              "drawdown_label",
+                                              "peak_m",
+                                              "peak_label",
+                                              "raw_live_m",
+                                              "raw_rise_m",
+                                              "raw_level_m",
+                                              "raw_peak_m",
+                                              "report_reason",
+                                              "arrival_threshold_m",
+                                              "arrival_condition"};
+
+class ArrivalTest : public FeedTest {
+  protected:
+    void SetUp() override {
+        FeedTest::SetUp();
+        // At 16 m the shoreline factor is exactly 2, so levels survive the round trip.
+        auto g = testing::make_ocean(40, 30, 16.0f);
+        testing::fill_rect(g, 0, 0, 39, 2, -10.0f);
+        install(g);
+        ASSERT_EQ(station_shoreline_equiv_factor(visible_effective_depth_m(&g_grid, 10 * 40 + 10)),
+                  2.0f);
+    }
+    std::vector<int> buckets_of(const std::vector<Json>& packets) {
+        std::vector<int> b;
+        for (const Json& p : packets)
+            for (const Json& o : p["observations"]) b.push_back(o["report_bucket_s"].get<int>());
+        return b;
+    }
+};
+
+TEST_F(ArrivalTest, ArrivalAt615IsReportedInThe900BucketThenEveryFiveMinutes) {
+    g_orvex_calc_start_delay_s = kOrvexMaxStartDelaySeconds;  // release as soon as queued
+    const int p = add_point(10, 10, "GAUGE");
+    map_points();
+    for (int t = 15; t <= 1800; t += 15) {
+        if (t == 615) set_level(p, 0.07f);
+        step_to(t);
+        if (t < 900) {
+            EXPECT_TRUE(outbox_raw_lines().empty()) << t;
+        }
+        if (t == 900) {
+            EXPECT_EQ(g_orvex_observation_event_count, 1);  // no update on that tick
+        }
+    }
+    EXPECT_EQ(g_orvex_observation_arrival_s[std::size_t(p)], 615);
+
+    const auto packets = outbox();
+    ASSERT_EQ(packets.size(), 4u);
+    EXPECT_EQ(buckets_of(packets), (std::vector<int>{900, 1200, 1500, 1800}));
+    for (std::size_t k = 0; k < packets.size(); ++k) {
+        const Json& o = packets[k]["observations"][0];
+        EXPECT_EQ(o["observed_time_s"], 615);
+        EXPECT_EQ(o["observation_time_s"], 615);
+        EXPECT_EQ(o["observed_time"], "1日 00:10");
+        EXPECT_EQ(o["report_reason"], k == 0 ? "first_arrival_at_observation_point"
+                                             : "height_update_at_observation_point");
+        EXPECT_EQ(packets[k]["contains_height_updates"], k > 0);
+        // Only the first report raises the displayed peak.
+        EXPECT_EQ(packets[k]["packet_meaningful_update"], k == 0);
+        EXPECT_EQ(o["rise"], k == 0 ? "+" : "0");
+        EXPECT_EQ(o["rise_state"], k == 0 ? "rising" : "steady");
+        EXPECT_EQ(o["peak_delta_dm"], k == 0 ? 1 : 0);
+        EXPECT_DOUBLE_EQ(o["height_m"].get<double>(), 0.1);
+        EXPECT_EQ(o["height_label"], "0.1m");
+        EXPECT_EQ(packets[k]["effective_time_s"], o["report_bucket_s"]);
+        EXPECT_EQ(packets[k]["calc_start_delay_s"], 604800);
+    }
+    EXPECT_STREQ(g_status,
+                 "Sent ORVEX observation_arrival: 1 observation(s), sync 604800s, model 0.50h.");
+}
+
+TEST_F(ArrivalTest, NothingIsWrittenBeforeTheWallClockReachesTheBucket) {
+    const int p = add_point(10, 10);
+    map_points();
+    // The model runs far ahead of the wall clock.
+    for (int t = 15; t <= 1200; t += 15) {
+        if (t == 615) set_level(p, 0.07f);
+        step_to(t);
+    }
+    EXPECT_EQ(g_orvex_observation_event_count, 2);  // 900 first arrival, 1200 update
+    EXPECT_TRUE(outbox_raw_lines().empty());
+
+    fake.advance_ms(899'999);
+    orvex_export_tick();  // the window timer keeps ticking while the model waits
+    EXPECT_TRUE(outbox_raw_lines().empty());
+    fake.advance_ms(1);
+    orvex_export_tick();
+    auto packets = outbox();
+    ASSERT_EQ(packets.size(), 1u);
+    EXPECT_EQ(buckets_of(packets), std::vector<int>{900});
+    EXPECT_EQ(packets[0]["real_elapsed_s"], 900);
+    EXPECT_EQ(packets[0]["sim_s"], 900);
+    EXPECT_EQ(packets[0]["issue_time"], "1日 00:15");
+    EXPECT_EQ(packets[0]["computed_model_s"], 1200);
+
+    orvex_export_tick();  // written events are never sent again
+    EXPECT_EQ(outbox_raw_lines().size(), 1u);
+    fake.advance_ms(300'000);
+    orvex_export_tick();
+    packets = outbox();
+    ASSERT_EQ(packets.size(), 2u);
+    EXPECT_EQ(buckets_of(packets), (std::vector<int>{900, 1200}));
+}
+
+TEST_F(ArrivalTest, AStartDelayOfAWeekReleasesEverythingAtOnce) {
+    const int a = add_point(10, 10, "A");
+    const int b = add_point(20, 20, "B");
+    map_points();
+    for (int t = 15; t <= 3600; t += 15) {
+        if (t == 300) set_level(a, 0.3f);
+        if (t == 1800) set_level(b, 1.2f);
+        step_to(t);
+    }
+    EXPECT_TRUE(outbox_raw_lines().empty());
+    const int queued = g_orvex_observation_event_count;
+    EXPECT_EQ(queued, 12 + 7);
+
+    g_orvex_calc_start_delay_s = kOrvexMaxStartDelaySeconds;
+    orvex_export_tick();
+    const auto packets = outbox();
+    ASSERT_EQ(packets.size(), 1u);
+    EXPECT_EQ(packets[0]["observation_count"], queued);
+    EXPECT_EQ(packets[0]["effective_time_s"], 300);
+    EXPECT_EQ(packets[0]["contains_height_updates"], true);
+    for (int k = 0; k < queued; ++k)
+        EXPECT_EQ(g_orvex_observation_event_queue[std::size_t(k)].sent, 1);
+}
+
+TEST_F(ArrivalTest, OnlyAPositiveRiseOfFiveCentimetresSetsTheArrival) {
+    const int p = add_point(10, 10);
+    map_points();
+    set_level(p, -0.3f);
+    step_to(300);
+    step_to(315);
+    EXPECT_EQ(g_orvex_observation_arrival_s[0], 0);
+    EXPECT_EQ(g_orvex_observation_peak_m[0], 0.0f);
+    set_level(p, 0.049f);
+    step_to(600);
+    EXPECT_EQ(g_orvex_observation_arrival_s[0], 0);
+    set_level(p, 0.05f);
+    step_to(615);
+    EXPECT_EQ(g_orvex_observation_arrival_s[0], 615);
+    // Later drawdowns neither move the arrival nor lower the peak.
+    set_level(p, -1.0f);
+    step_to(900);
+    EXPECT_EQ(g_orvex_observation_arrival_s[0], 615);
+    EXPECT_FLOAT_EQ(g_orvex_observation_peak_m[0], 0.05f);
+    ASSERT_EQ(g_orvex_observation_event_count, 1);
+    const ObservationEvent& e = g_orvex_observation_event_queue[0];
+    EXPECT_EQ(e.live_dm, -10);
+    EXPECT_EQ(e.peak_dm, 1);
+}
+
+TEST_F(ArrivalTest, QueueRefusesBadReportsDuplicatesAndStopsAt16384) {
+    add_point(10, 10);
+    map_points();
+    EXPECT_EQ(orvex_queue_observation_report(1, 300, 300, 0.5f, 0.5f, 1), 0);  // no such point
+    EXPECT_EQ(orvex_queue_observation_report(-1, 300, 300, 0.5f, 0.5f, 1), 0);
+    EXPECT_EQ(orvex_queue_observation_report(0, 0, 300, 0.5f, 0.5f, 1), 0);  // no bucket
+    EXPECT_EQ(g_orvex_realtime_active, 0);
+    EXPECT_EQ(orvex_queue_observation_report(0, 300, 300, 0.049f, 0.04f, 1), 0);  // too small
+    EXPECT_EQ(g_orvex_realtime_active, 1);  // the first acceptable attempt starts the clock
+    EXPECT_EQ(orvex_queue_observation_report(0, 300, 300, 0.049f, 0.05f, 1), 1);
+    EXPECT_EQ(orvex_queue_observation_report(0, 300, 300, 0.049f, 0.05f, 1), 0);  // duplicate
+    EXPECT_EQ(orvex_queue_observation_report(0, 300, 300, 0.049f, 0.05f, 2), 1);  // other kind
+    EXPECT_EQ(orvex_queue_observation_report(0, 300, 300, 0.12f, 0.05f, 2), 1);   // other level
+    EXPECT_EQ(orvex_queue_observation_report(0, 600, 300, 0.12f, 0.05f, 2), 1);
+    // The walk stops at the first event of the point with another report time, so an old
+    // identical report does not count as a duplicate.
+    EXPECT_EQ(orvex_queue_observation_report(0, 300, 300, 0.049f, 0.05f, 1), 1);
+    EXPECT_EQ(g_orvex_observation_event_count, 5);
+
+    // Two ticks at the same model time queue nothing twice.
+    set_level(0, 0.4f);
+    step_to(1200);
+    EXPECT_EQ(g_orvex_observation_event_count, 6);
+    step_to(1200);
+    EXPECT_EQ(g_orvex_observation_event_count, 6);
+    step_to(1500);
+    EXPECT_EQ(g_orvex_observation_event_count, 7);
+    step_to(1500);
+    EXPECT_EQ(g_orvex_observation_event_count, 7);
+
+    for (int k = g_orvex_observation_event_count; k < kOrvexEventCapacity; ++k)
+        ASSERT_EQ(orvex_queue_observation_report(0, 10000 + k, 300, 0.5f, 0.5f, 2), 1) << k;
+    EXPECT_EQ(orvex_queue_observation_report(0, 999999, 300, 0.5f, 0.5f, 2), 0);
+    EXPECT_EQ(g_orvex_observation_event_count, kOrvexEventCapacity);
+}
+
+TEST(Decimetres, RoundHalfUpWithAFloorOfOneAndTheLevelsSign) {
+    EXPECT_EQ(orvex_decimetres(0.0f), 0);
+    EXPECT_EQ(orvex_decimetres(0.049f), 0);
+    EXPECT_EQ(orvex_decimetres(-0.049f), 0);
+    EXPECT_EQ(orvex_decimetres(0.05f), 1);
+    EXPECT_EQ(orvex_decimetres(0.14f), 1);
+    EXPECT_EQ(orvex_decimetres(0.15f), 2);
+    EXPECT_EQ(orvex_decimetres(0.26f), 3);
+    EXPECT_EQ(orvex_decimetres(-0.34f), -3);
+    EXPECT_EQ(orvex_decimetres(-0.05f), -1);
+    EXPECT_EQ(orvex_decimetres(12.34f), 123);
+}
+
+TEST_F(ArrivalTest, PacketLayoutIsExactAndParses) {
+    g_orvex_calc_start_delay_s = 3600;
+    const int p = add_point(10, 10,
+                            "A\x1f"
+                            "B",
+                            "JMA-TEST", "網走\x01\"q\"\\\t\r\n");
+    map_points();
+    step_to(15);
+    ASSERT_EQ(orvex_queue_observation_report(p, 900, 615, -0.34f, 0.2f, 1), 1);
+    ASSERT_EQ(orvex_queue_observation_report(p, 1200, 615, 0.1f, 0.4f, 2), 1);
+    ASSERT_EQ(orvex_queue_observation_report(p, 1500, 615, 0.1f, 0.4f, 2), 1);
+    fake.advance_ms(2000);
+    orvex_export_tick();
+
+    const auto raw = outbox_raw_lines();
+    ASSERT_EQ(raw.size(), 1u);
+    EXPECT_EQ(raw[0].find(' ' + std::string("\"")), std::string::npos);
+    EXPECT_NE(raw[0].find("\"obs_id\":\"A\\u001fB\""), std::string::npos);
+    EXPECT_NE(raw[0].find("\"name\":\"網走\\u0001\\\"q\\\"\\\\\\t\\r\\n\""), std::string::npos);
+    EXPECT_EQ(raw[0].rfind("{\"schema\":1,\"type\":\"orvex.tsunami\",", 0), 0u);
+    EXPECT_EQ(raw[0].substr(raw[0].size() - 2), "]}");
+
+    const Json j = Json::parse(raw[0]);
+    EXPECT_EQ(FeedTest::keys(j), kHeaderKeys);
+    EXPECT_EQ(j["kind"], "observation_arrival");
+    EXPECT_EQ(j["real_elapsed_s"], 2);
+    EXPECT_EQ(j["real_sync_time_s"], 3602);
+    EXPECT_EQ(j["effective_time"], "1日 00:15");
+    EXPECT_EQ(j["issue_time"], "1日 01:00");
+    EXPECT_EQ(j["origin_time"], "1日 00:00");
+    EXPECT_TRUE(j["event_driven"].is_boolean());
+    EXPECT_TRUE(j["schema"].is_number_integer());
+    ASSERT_EQ(j["observations"].size(), 3u);
+
+    const Json& o = j["observations"][0];
+    EXPECT_EQ(FeedTest::keys(o), kRecordKeys);
+    EXPECT_EQ(o["obs_id"],
+              "A\x1f"
+              "B");
+    EXPECT_EQ(o["name"], "網走\x01\"q\"\\\t\r\n");
+    EXPECT_TRUE(o["lat"].is_number_float());
+    EXPECT_TRUE(o["obs_index"].is_number_integer());
+    EXPECT_TRUE(o["virtual_coast_cell"].is_boolean());
+    EXPECT_TRUE(o["mapped_depth_m"].is_number_float());
+    EXPECT_EQ(o["obs_index"], 1);
+    EXPECT_EQ(o["obs_index0"], 0);
+    EXPECT_EQ(o["grid_x"], 10);
+    EXPECT_EQ(o["grid_y"], 10);
+    EXPECT_EQ(o["sample_grid_x"], 10);
+    EXPECT_EQ(o["coordinate_source"], "csv_latlon_display_station_sampling");
+    // A drawdown bigger than the peak is reported as the live level.
+    EXPECT_DOUBLE_EQ(o["height_m"].get<double>(), -0.3);
+    EXPECT_EQ(o["height_label"], "-0.3m");
+    EXPECT_EQ(o["reported_height_source"], "live_level");
+    EXPECT_DOUBLE_EQ(o["drawdown_m"].get<double>(), 0.3);
+    EXPECT_DOUBLE_EQ(o["level_m"].get<double>(), -0.3);
+    EXPECT_DOUBLE_EQ(o["peak_m"].get<double>(), 0.2);
+    EXPECT_DOUBLE_EQ(o["raw_live_m"].get<double>(), -0.34);
+    EXPECT_EQ(o["peak_updated"], true);
+    EXPECT_EQ(o["peak_delta_dm"], 2);
+
+    const Json& o2 = j["observations"][1];
+    EXPECT_DOUBLE_EQ(o2["height_m"].get<double>(), 0.4);
+    EXPECT_EQ(o2["reported_height_source"], "positive_peak");
+    EXPECT_DOUBLE_EQ(o2["drawdown_m"].get<double>(), 0.0);
+    EXPECT_EQ(o2["peak_delta_dm"], 2);
+    EXPECT_DOUBLE_EQ(o2["peak_delta_m"].get<double>(), 0.2);
+    const Json& o3 = j["observations"][2];
+    EXPECT_EQ(o3["peak_updated"], false);
+    EXPECT_EQ(o3["rise"], "0");
+    EXPECT_EQ(o3["peak_delta_dm"], 0);
+}
+
+TEST_F(ArrivalTest, AnUnopenableOutboxKeepsEventsDueForALaterTick) {
+    g_orvex_outbox_path_buf[0] = '\0';
+    fake.exe_path = "/nonexistent-kaitoro-dir/kaitoro";
+    g_orvex_calc_start_delay_s = kOrvexMaxStartDelaySeconds;
+    const int p = add_point(10, 10);
+    map_points();
+    for (int t = 15; t <= 1200; t += 15) {
+        if (t == 300) set_level(p, 0.5f);
+        step_to(t);
+    }
+    EXPECT_STREQ(orvex_outbox_path(), "/nonexistent-kaitoro-dir/orvex_ws_outbox.jsonl");
+    EXPECT_EQ(g_orvex_observation_event_count, 4);
+    for (int k = 0; k < 4; ++k) EXPECT_EQ(g_orvex_observation_event_queue[std::size_t(k)].sent, 0);
+    EXPECT_STREQ(g_status, kDefaultStatus);
+
+    ASSERT_EQ(orvex_set_outbox_directory(dir.path().c_str()), 1);
+    orvex_export_tick();
+    const auto packets = outbox();
+    ASSERT_EQ(packets.size(), 1u);
+    EXPECT_EQ(packets[0]["observation_count"], 4);
+}
+
+TEST_F(ArrivalTest, ResetEmptiesTheOutboxAndClearsTheRunButKeepsDelayAndPoints) {
+    testing::write_text_file(outbox_path(), "left over from another run\n");
+    orvex_reset_export_state();  // nothing was ever written in this run
+    struct stat st {};
+    ASSERT_EQ(stat(outbox_path().c_str(), &st), 0);
+    EXPECT_EQ(st.st_size, 0);
+
+    g_orvex_calc_start_delay_s = 120;
+    const int p = add_point(10, 10);
+    map_points();
+    set_level(p, 0.5f);
+    for (int t = 15; t <= 6 * 3600; t += 15) step_to(t);
+    EXPECT_GT(g_orvex_observation_event_count, 0);
+    EXPECT_EQ(g_orvex_next_warning_check_h, 9);
+
+    orvex_reset_export_state();
+    EXPECT_EQ(stat(outbox_path().c_str(), &st), 0);
+    EXPECT_EQ(st.st_size, 0);
+    EXPECT_EQ(g_orvex_observation_event_count, 0);
+    EXPECT_EQ(g_orvex_observation_arrival_s[0], 0);
+    EXPECT_EQ(g_orvex_observation_peak_m[0], 0.0f);
+    EXPECT_EQ(g_orvex_observation_last_queued_peak_dm[0], 0);
+    EXPECT_EQ(g_orvex_observation_first_queued[0], 0);
+    EXPECT_EQ(g_orvex_realtime_active, 0);
+    EXPECT_EQ(g_orvex_realtime_start_ms, 0u);
+    EXPECT_EQ(g_orvex_next_warning_check_h, 6);
+    EXPECT_TRUE(g_orvex_wave_zone_map.empty());
+    EXPECT_EQ(g_orvex_calc_start_delay_s, 120);
+    EXPECT_EQ(g_orvex_observation_point_count, 1);
+}
+
+TEST_F(ArrivalTest, OutboxSitsBesideTheExecutableAndIsComputedOnce) {
+    struct Case {
+        const char* exe;
+        const char* outbox;
+    };
+    for (const Case& c :
+         {Case{"/opt/kaitoro/bin/kaitoro", "/opt/kaitoro/bin/orvex_ws_outbox.jsonl"},
+          Case{"C:\\Tools\\kaitoro.exe", "C:\\Tools\\orvex_ws_outbox.jsonl"},
+          Case{"a\\b/kaitoro", "a\\b/orvex_ws_outbox.jsonl"},
+          Case{"kaitoro", "orvex_ws_outbox.jsonl"}, Case{"", "orvex_ws_outbox.jsonl"}}) {
+        g_orvex_outbox_path_buf[0] = '\0';
+        fake.exe_path = c.exe;
+        EXPECT_STREQ(orvex_outbox_path(), c.outbox) << c.exe;
+    }
+    g_orvex_outbox_path_buf[0] = '\0';
+    fake.exe_path = "/" + std::string(259, 'x');
+    EXPECT_STREQ(orvex_outbox_path(), "orvex_ws_outbox.jsonl");
+    fake.exe_path = "/elsewhere/kaitoro";
+    EXPECT_STREQ(orvex_outbox_path(), "orvex_ws_outbox.jsonl");  // kept once computed
+    EXPECT_EQ(orvex_set_outbox_directory(std::string(300, 'd').c_str()), 0);
+    EXPECT_STREQ(orvex_outbox_path(), "orvex_ws_outbox.jsonl");
+}
+
+TEST_F(ArrivalTest, ReleaseClockUsesTheCounterOrFallsBackToTicks) {
+    EXPECT_EQ(orvex_realtime_elapsed_s(), 0);  // not running
+    fake.counter = 5'000'000;
+    orvex_realtime_start_if_needed();
+    EXPECT_EQ(g_orvex_realtime_qpc_valid, 1);
+    fake.advance_ms(2999);
+    EXPECT_EQ(orvex_realtime_elapsed_s(), 2);
+    fake.counter = 0;  // a counter that went backwards counts as no time
+    EXPECT_EQ(orvex_realtime_elapsed_s(), 0);
+
+    orvex_reset_export_state();
+    fake.counter_ok = false;
+    orvex_realtime_start_if_needed();
+    EXPECT_EQ(g_orvex_realtime_qpc_valid, 0);
+    fake.advance_ms(61'500);
+    EXPECT_EQ(orvex_realtime_elapsed_s(), 61);
+    g_orvex_calc_start_delay_s = kOrvexMaxStartDelaySeconds;
+    EXPECT_EQ(orvex_sync_time_s(), 604861);
+    fake.now_ms += 4'000'000'000'000ull;  // capped, never wraps
+    EXPECT_EQ(orvex_realtime_elapsed_s(), 2147483000);
+    EXPECT_EQ(orvex_sync_time_s(), 2147483000);
+}
+
+}  // namespace
+}  // namespace kaitoro

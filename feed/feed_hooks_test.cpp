@@ -1,0 +1,126 @@
+// The feed as the driver runs it: start-up loads and maps the points before it turns the
+// virtual ones into stations, every tick and step feeds the outbox, every reset empties it.
+#include "feed/feed_hooks.h"
+
+#include <unistd.h>
+
+#include <cstring>
+
+#include "core/sources.h"
+#include "core/status.h"
+#include "feed/arrivals.h"
+#include "tests/support/feed_fixture.h"
+
+namespace kaitoro {
+namespace {
+
+using testing::FeedTest;
+using testing::Json;
+
+class FeedDriverTest : public FeedTest {
+  protected:
+    void SetUp() override {
+        FeedTest::SetUp();
+        char buf[4096];
+        ASSERT_NE(getcwd(buf, sizeof buf), nullptr);
+        old_cwd_ = buf;
+        ASSERT_EQ(chdir(dir.path().c_str()), 0);
+        // Columns from 118 on lie east of 120°E, inside the box the points file accepts.
+        auto g = testing::make_ocean(170, 40, 400.0f);
+        testing::fill_rect(g, 0, 0, 169, 4, -10.0f);
+        g.add_station(140, 5, 12);
+        g.add_station(150, 5, 12);
+        testing::write_file_bytes(dir.file("grid.bin"), testing::encode_grid_file(g));
+    }
+    void TearDown() override {
+        ASSERT_EQ(chdir(old_cwd_.c_str()), 0);
+        FeedTest::TearDown();
+    }
+    static std::string csv_point(const char* code, const char* agency, int x, int y) {
+        float lat = 0, lon = 0;
+        latlon_from_grid_xy(float(x), float(y), &lat, &lon);
+        char line[160];
+        std::snprintf(line, sizeof line, "%s,%s name,%s,%.5f,%.5f\n", code, code, agency, lat, lon);
+        return line;
+    }
+    int start() {
+        std::string arg0 = "kaitoro", path = dir.file("grid.bin");
+        char* argv[] = {arg0.data(), path.data()};
+        return driver_startup(2, argv);
+    }
+    std::string old_cwd_;
+};
+
+TEST_F(FeedDriverTest, StartupMapsThePointsThenAddsVirtualStationsAndTicksFeedTheOutbox) {
+    testing::write_text_file(
+        dir.file("orvex_observation_points.csv"),
+        csv_point("GAUGE", "JMA", 141, 9) + csv_point("ISLE", "JMA-VIRTUAL", 120, 20));
+    testing::write_text_file(outbox_path(), "stale\n");
+    ASSERT_EQ(start(), 0);
+    ASSERT_EQ(g_orvex_observation_point_count, 2);
+    const ObservationPoint& gauge = g_orvex_observation_points[0];
+    const ObservationPoint& isle = g_orvex_observation_points[1];
+    EXPECT_EQ(gauge.mapped_station_no, 1);
+    EXPECT_EQ(gauge.cell, 5 * 170 + 140);
+    ASSERT_EQ(g_grid.station_count, 3u);  // the virtual point became station 3
+    EXPECT_EQ(isle.mapped_station_no, 3);
+    EXPECT_EQ(isle.virtual_coast_cell, 1);
+    EXPECT_EQ(g_grid.station_cell[2], isle.cell);
+    EXPECT_EQ(g_grid.station_flags[2], 2);
+    EXPECT_EQ(g_grid.station_zone[2], 12);  // from the nearest station's zone
+    EXPECT_EQ(g_sim.station_max_m.size(), 3u);
+    EXPECT_STREQ(g_status,
+                 "Added 1 virtual coastal observation station(s) from JMA gauges without "
+                 "changing land mask.");
+
+    for (int dy = -3; dy <= 3; ++dy)
+        for (int dx = -3; dx <= 3; ++dx) source_list_append(&g_sources, 125 + dx, 20 + dy, 2.0f, 0);
+    driver_reset_run();
+    EXPECT_EQ(testing::read_file_text(outbox_path()), "");  // the reset emptied it
+    g_orvex_calc_start_delay_s = kOrvexMaxStartDelaySeconds;
+    g_running = 1;
+    g_orvex_transmit_mode = 0;
+    for (int tick = 0; tick < 50; ++tick) {
+        driver_timer_tick();
+        fake.advance_ms(16);
+    }
+    EXPECT_EQ(g_time_s, 50 * 4 * 15);
+    const auto packets = outbox();
+    ASSERT_FALSE(packets.empty());
+    bool saw_isle = false;
+    for (const Json& p : packets) {
+        EXPECT_EQ(p["kind"], "observation_arrival");
+        for (const Json& o : p["observations"]) {
+            EXPECT_EQ(o["report_bucket_s"].get<int>() % 300, 0);
+            if (o["obs_id"] == "ISLE") {
+                saw_isle = true;
+                EXPECT_EQ(o["virtual_coast_cell"], true);
+                EXPECT_EQ(o["sim_station_no"], 3);
+                EXPECT_EQ(o["forecast_zone_id"], 12);
+                EXPECT_EQ(o["name"], "ISLE name");
+            }
+        }
+    }
+    EXPECT_TRUE(saw_isle);
+    EXPECT_EQ(g_orvex_realtime_active, 1);
+
+    rebuild_mask_and_reset();
+    EXPECT_EQ(testing::read_file_text(outbox_path()), "");
+    EXPECT_EQ(g_orvex_observation_event_count, 0);
+    EXPECT_EQ(g_orvex_observation_point_count, 2);  // the points stay loaded
+    driver_shutdown();
+}
+
+TEST_F(FeedDriverTest, AStandInFeedInstalledFirstIsKept) {
+    static int ticks = 0;
+    g_feed_hooks.export_tick = [] { ++ticks; };
+    ASSERT_EQ(start(), 0);
+    EXPECT_EQ(g_feed_hooks.reset_export_state, nullptr);
+    EXPECT_EQ(g_orvex_observation_points_loaded, 0);
+    driver_timer_tick();
+    EXPECT_EQ(ticks, 1);
+    driver_shutdown();
+}
+
+}  // namespace
+}  // namespace kaitoro

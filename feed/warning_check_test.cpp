@@ -1,0 +1,264 @@
+#include "feed/warning_check.h"
+
+#include "core/stations.h"
+#include "feed/arrivals.h"
+#include "tests/support/feed_fixture.h"
+
+namespace kaitoro {
+namespace {
+
+using testing::FeedTest;
+using testing::Json;
+
+const std::vector<std::string> kCheckKeys = {"schema",
+                                             "type",
+                                             "kind",
+                                             "sim_s",
+                                             "completed_h",
+                                             "computed_model_s",
+                                             "real_sync_time_s",
+                                             "calc_start_delay_s",
+                                             "effective_time_s",
+                                             "effective_time",
+                                             "timer_rule",
+                                             "bulletin_class",
+                                             "event_driven",
+                                             "is_3hour_check",
+                                             "origin_time",
+                                             "issue_time",
+                                             "forecast_height_rule",
+                                             "arrival_round_min",
+                                             "changed_zone_count",
+                                             "advisory_update_only",
+                                             "upgrade_only",
+                                             "check_interval_h",
+                                             "forecast_until_h",
+                                             "zone_forecast_included",
+                                             "zones"};
+
+const std::vector<std::string> kZoneKeys = {"zone",
+                                            "name",
+                                            "height_step",
+                                            "height_rank",
+                                            "forecast_height_step",
+                                            "forecast_height_rank",
+                                            "forecast_raw_max_m",
+                                            "forecast_first_arrival_s",
+                                            "forecast_first_arrival_5min_s",
+                                            "forecast_first_arrival_time",
+                                            "forecast_basis",
+                                            "decision_mode",
+                                            "update_changed",
+                                            "upgrade_decision",
+                                            "upgrade_effective_s",
+                                            "downgrade_decision",
+                                            "downgrade_effective_s",
+                                            "warning_decision",
+                                            "decision_effective_s",
+                                            "raw_max_m",
+                                            "observed_raw_max_m",
+                                            "observed_height_step",
+                                            "observed_height_rank",
+                                            "first_arrival_s",
+                                            "first_arrival_5min_s",
+                                            "first_arrival_time",
+                                            "downgrade_basis"};
+
+// Two zones side by side: 11 in the west, 12 in the east, land along the south.
+class WarningCheckTest : public FeedTest {
+  protected:
+    void SetUp() override {
+        FeedTest::SetUp();
+        auto g = testing::make_ocean(30, 20, 50.0f);
+        testing::fill_rect(g, 0, 0, 29, 2, -5.0f);
+        g.add_station(5, 3, 11);
+        g.add_station(20, 3, 12);
+        install(g);
+        g_orvex_observation_points_loaded = 1;  // stations only
+    }
+    void set_forecast(int x, int y, float max_m, int arrival_s = 0) {
+        const std::size_t b = g_sim.bordered_index(x, y);
+        g_sim.max_height[b] = max_m;
+        g_sim.arrival_s[b] = arrival_s;
+    }
+    void run_to_hour(int h) {
+        g_time_s = h * 3600;
+        orvex_run_due_warning_checks();
+    }
+    static const Json& zone(const Json& msg, int z) {
+        return msg["zones"][std::size_t(z < 67 ? z - 1 : z - 2)];
+    }
+};
+
+TEST(HeightSteps, StepsRanksAndTexts) {
+    struct Case {
+        float v;
+        float step;
+        int rank;
+        const char* text;
+    };
+    for (const Case& c :
+         {Case{0.0f, 0, 0, "0m"}, Case{0.0499f, 0, 0, "0m"}, Case{0.05f, 0.05f, 1, "0.05m"},
+          Case{0.0501f, 0.2f, 1, "0.2m"}, Case{0.2f, 0.2f, 1, "0.2m"}, Case{0.21f, 1, 2, "1m"},
+          Case{1.0f, 1, 2, "1m"}, Case{3.0f, 3, 3, "3m"}, Case{4.0f, 5, 4, "5m"},
+          Case{10.0f, 10, 5, "10m"}, Case{10.01f, 11, 6, "10m+"}}) {
+        const HeightStep s = orvex_height_step(c.v);
+        EXPECT_EQ(s.step, c.step) << c.v;
+        EXPECT_EQ(s.rank, c.rank) << c.v;
+        EXPECT_STREQ(s.text, c.text) << c.v;
+    }
+    EXPECT_EQ(orvex_arrival_5min(0), 0);
+    EXPECT_EQ(orvex_arrival_5min(1), 300);
+    EXPECT_EQ(orvex_arrival_5min(300), 300);
+    EXPECT_EQ(orvex_arrival_5min(301), 600);
+}
+
+TEST_F(WarningCheckTest, NothingAboveFiveCentimetresWritesNoCheck) {
+    for (int y = 3; y < 20; ++y)
+        for (int x = 0; x < 30; ++x) set_forecast(x, y, 0.05f, 600);
+    g_sim.station_max_m[0] = 3.0f;  // observations alone never trigger a check
+    run_to_hour(36);
+    EXPECT_EQ(g_orvex_next_warning_check_h, 39);
+    EXPECT_TRUE(outbox_raw_lines().empty());
+    EXPECT_EQ(g_orvex_wave_zone_map_cells, g_grid.cell_count());
+    run_to_hour(60);
+    EXPECT_EQ(g_orvex_next_warning_check_h, 39);
+}
+
+TEST_F(WarningCheckTest, UpgradesOnlyAcrossChecks) {
+    set_forecast(5, 10, 0.3f);
+    run_to_hour(6);  // zone 11 becomes active at rank 2
+    set_forecast(5, 10, 0.8f);
+    run_to_hour(9);  // same rank, no arrival: silent
+    set_forecast(5, 10, 1.5f);
+    run_to_hour(12);  // rank 3
+    set_forecast(5, 10, 0.5f);
+    run_to_hour(15);  // lower: never sent
+    set_forecast(5, 10, 2.0f, 1234);
+    run_to_hour(18);  // same rank, first arrival time: sent
+    run_to_hour(21);  // nothing new
+    set_forecast(20, 10, 0.1f);
+    run_to_hour(24);  // zone 12 newly active
+
+    const auto msgs = outbox();
+    ASSERT_EQ(msgs.size(), 4u);
+    std::vector<int> hours;
+    for (const Json& m : msgs) hours.push_back(m["completed_h"]);
+    EXPECT_EQ(hours, (std::vector<int>{6, 12, 18, 24}));
+    EXPECT_EQ(zone(msgs[0], 11)["forecast_height_rank"], 2);
+    EXPECT_EQ(zone(msgs[1], 11)["forecast_height_step"], "3m");
+    EXPECT_EQ(zone(msgs[1], 11)["upgrade_decision"], "upgrade_or_keep_to_height");
+    EXPECT_EQ(zone(msgs[3], 12)["upgrade_decision"], "none");  // a 0.2 m step
+    EXPECT_EQ(zone(msgs[2], 11)["forecast_first_arrival_5min_s"], 1500);
+    EXPECT_EQ(zone(msgs[2], 11)["forecast_first_arrival_time"], "1日 00:25");
+    EXPECT_EQ(zone(msgs[3], 11)["update_changed"], false);
+    EXPECT_EQ(zone(msgs[3], 12)["update_changed"], true);
+    EXPECT_EQ(zone(msgs[3], 12)["forecast_height_step"], "0.2m");
+    EXPECT_EQ(g_orvex_last_sent_forecast_rank[11], 3);
+    EXPECT_EQ(g_orvex_last_sent_forecast_arrival_5min_s[11], 1500);
+}
+
+TEST_F(WarningCheckTest, AMessageListsAll92ZonesInOrder) {
+    g_orvex_calc_start_delay_s = 60;
+    set_forecast(5, 10, 0.3f, 700);
+    g_sim.station_max_m[0] = 0.4f;
+    g_sim.station_arrival_s[0] = 610;
+    run_to_hour(6);
+    const auto raw = outbox_raw_lines();
+    ASSERT_EQ(raw.size(), 1u);
+    const Json m = Json::parse(raw[0]);
+    EXPECT_EQ(FeedTest::keys(m), kCheckKeys);
+    EXPECT_EQ(m["kind"], "warning_check");
+    EXPECT_EQ(m["sim_s"], 21600);
+    EXPECT_EQ(m["completed_h"], 6);
+    EXPECT_EQ(m["real_sync_time_s"], 60);  // the release clock has not started
+    EXPECT_EQ(m["effective_time"], "1日 06:00");
+    EXPECT_EQ(m["issue_time"], "1日 06:00");
+    EXPECT_EQ(m["changed_zone_count"], 1);
+    EXPECT_EQ(m["is_3hour_check"], true);
+    EXPECT_TRUE(m["arrival_round_min"].is_number_integer());
+    ASSERT_EQ(m["zones"].size(), 92u);
+    int expected = 1;
+    for (const Json& z : m["zones"]) {
+        if (expected == 67) ++expected;
+        EXPECT_EQ(z["zone"], expected);
+        EXPECT_EQ(FeedTest::keys(z), kZoneKeys);
+        EXPECT_EQ(z["update_changed"], expected == 11);
+        ++expected;
+    }
+    const Json& z11 = zone(m, 11);
+    EXPECT_EQ(z11["name"], "宮城県");
+    EXPECT_EQ(z11["forecast_height_step"], "1m");
+    EXPECT_TRUE(z11["forecast_raw_max_m"].is_number_float());
+    EXPECT_DOUBLE_EQ(z11["forecast_raw_max_m"].get<double>(), 0.3);
+    EXPECT_EQ(z11["forecast_first_arrival_s"], 700);
+    EXPECT_EQ(z11["forecast_first_arrival_5min_s"], 900);
+    EXPECT_DOUBLE_EQ(z11["observed_raw_max_m"].get<double>(), 0.4);
+    EXPECT_EQ(z11["observed_height_rank"], 2);
+    EXPECT_EQ(z11["first_arrival_s"], 610);
+    EXPECT_EQ(z11["first_arrival_time"], "1日 00:15");
+    EXPECT_EQ(z11["downgrade_effective_s"], 21600);
+    const Json& z68 = zone(m, 68);
+    EXPECT_EQ(z68["name"], "カンウォン 北部 沿岸");
+    EXPECT_EQ(z68["height_step"], "0m");
+    EXPECT_EQ(z68["first_arrival_time"], "0");
+    EXPECT_EQ(z68["forecast_first_arrival_time"], "0");
+}
+
+TEST_F(WarningCheckTest, ZoneMapGrowsBreadthFirstAndTiesGoToTheFirstSeed) {
+    auto g = testing::make_ocean(20, 5, 50.0f);
+    g.add_station(6, 2, 12);  // queued first
+    g.add_station(2, 2, 11);
+    install(g);
+    g_orvex_observation_points_loaded = 1;
+    add_point(14, 2, "P");
+    map_points();
+    ObservationPoint& p = g_orvex_observation_points[0];
+    p.zone_id = 13;
+    p.cell = 2 * 20 + 10;  // its own cell, four steps from the zone-12 station
+    orvex_build_wave_zone_map();
+    auto at = [](int x, int y) { return g_orvex_wave_zone_map[std::size_t(y * 20 + x)]; };
+    EXPECT_EQ(at(3, 2), 11);
+    EXPECT_EQ(at(4, 2), 12);  // two steps from both stations: the first-queued one wins
+    EXPECT_EQ(at(5, 2), 12);
+    EXPECT_EQ(at(8, 2), 12);  // tie between the station and the later point seed
+    EXPECT_EQ(at(9, 2), 13);
+    EXPECT_EQ(at(19, 4), 13);
+    EXPECT_EQ(at(0, 0), 11);
+
+    // Land cells get zones too, but only sea cells feed the forecast unless the display is
+    // inverted.
+    auto h = testing::make_ocean(20, 5, 50.0f);
+    testing::fill_rect(h, 0, 0, 19, 0, -5.0f);
+    h.add_station(6, 1, 12);
+    install(h);
+    g_orvex_observation_points_loaded = 1;
+    g_sim.max_height[g_sim.bordered_index(6, 0)] = 2.0f;
+    g_sim.max_height[g_sim.bordered_index(6, 3)] = 0.3f;
+    run_to_hour(6);
+    static int inverted = 1;
+    g_orvex_landsea_inversion_hook = [] { return inverted; };
+    run_to_hour(9);
+    const auto msgs = outbox();
+    ASSERT_EQ(msgs.size(), 2u);
+    EXPECT_DOUBLE_EQ(zone(msgs[0], 12)["forecast_raw_max_m"].get<double>(), 0.3);
+    EXPECT_DOUBLE_EQ(zone(msgs[1], 12)["forecast_raw_max_m"].get<double>(), 2.0);
+}
+
+TEST_F(WarningCheckTest, ALostMessageKeepsTheLastSentStateForTheNextCheck) {
+    g_orvex_outbox_path_buf[0] = '\0';
+    fake.exe_path = "/nonexistent-kaitoro-dir/kaitoro";
+    set_forecast(5, 10, 0.3f);
+    run_to_hour(6);
+    EXPECT_EQ(g_orvex_next_warning_check_h, 9);
+    EXPECT_EQ(g_orvex_last_sent_forecast_active[11], 0);
+    ASSERT_EQ(orvex_set_outbox_directory(dir.path().c_str()), 1);
+    run_to_hour(9);
+    const auto msgs = outbox();
+    ASSERT_EQ(msgs.size(), 1u);
+    EXPECT_EQ(msgs[0]["completed_h"], 9);
+    EXPECT_EQ(g_orvex_last_sent_forecast_active[11], 1);
+}
+
+}  // namespace
+}  // namespace kaitoro
