@@ -1,0 +1,208 @@
+#include "quick_ff/ff_grid.h"
+
+#include <gtest/gtest.h>
+
+#include "source_design/source_cell.h"
+#include "tests/support/global_state.h"
+
+namespace kaitoro {
+namespace {
+
+class QuickFfGridTest : public ::testing::Test {
+  protected:
+    void SetUp() override { testing::reset_all_globals(); }
+    void TearDown() override { testing::reset_all_globals(); }
+};
+
+TEST_F(QuickFfGridTest, CellNamesRunFromAToBh) {
+    EXPECT_EQ(quick_ff_column_name(0), "A");
+    EXPECT_EQ(quick_ff_column_name(25), "Z");
+    EXPECT_EQ(quick_ff_column_name(26), "AA");
+    EXPECT_EQ(quick_ff_column_name(51), "AZ");
+    EXPECT_EQ(quick_ff_column_name(52), "BA");
+    EXPECT_EQ(quick_ff_column_name(59), "BH");
+    EXPECT_EQ(quick_ff_cell_name(2, 2), "C3");
+    EXPECT_EQ(quick_ff_cell_name(59, 27), "AB60");
+
+    quick_ff_init_empty_grid(5, 28, 0);
+    std::string last3;
+    for (int c = 25; c < g_quick_ff_grid_cols; ++c) last3 += quick_ff_column_name(c) + " ";
+    EXPECT_EQ(last3, "Z AA AB ");
+}
+
+struct CellText {
+    const char* text;
+    int ok;
+    float slip;
+    int delay;
+    float dip;
+    int enabled;
+};
+
+TEST_F(QuickFfGridTest, CellTextRules) {
+    const CellText cases[] = {
+        {"12.5", 1, 12.5f, 0, 15.0f, 1},
+        {"12.5,60,15", 1, 12.5f, 60, 15.0f, 1},
+        {"12.5/60/20", 1, 12.5f, 60, 20.0f, 1},
+        {"12.5;60;20", 1, 12.5f, 60, 20.0f, 1},
+        {"12.5\r\n60\r\n20", 1, 12.5f, 60, 20.0f, 1},  // the editor's three lines
+        {"  \t12.5 , 60 ,20  ", 1, 12.5f, 60, 20.0f, 1},
+        {"12.5,,15", 1, 12.5f, 15, 15.0f, 1},  // empty parts drop out
+        {"", 1, 0.0f, 0, 15.0f, 0},
+        {" \r\n", 1, 0.0f, 0, 15.0f, 0},
+        {"1,0,3", 1, 1.0f, 0, 5.0f, 1},
+        {"1,0,75", 1, 1.0f, 0, 60.0f, 1},
+        {"-4", 1, 0.0f, 0, 15.0f, 0},
+        {"1,59.5", 1, 1.0f, 60, 15.0f, 1},
+        {"1,-30", 1, 1.0f, 0, 15.0f, 1},
+        {".5e1", 1, 5.0f, 0, 15.0f, 1},
+        {"abc", 0, 0, 0, 0, 0},
+        {"12x", 0, 0, 0, 0, 0},
+        {"12.5,60s", 0, 0, 0, 0, 0},
+        {"inf", 0, 0, 0, 0, 0},
+        {"nan", 0, 0, 0, 0, 0},
+        {"0x10", 0, 0, 0, 0, 0},
+        {"1,2,x", 0, 0, 0, 0, 0},
+    };
+    for (const CellText& c : cases) {
+        float slip = -99, dip = -99;
+        int delay = -99, enabled = -99;
+        ASSERT_EQ(quick_ff_parse_cell_text(c.text, &slip, &delay, &dip, &enabled), c.ok) << c.text;
+        if (!c.ok) {
+            EXPECT_EQ(slip, -99) << "an invalid text leaves the outputs alone: " << c.text;
+            continue;
+        }
+        EXPECT_FLOAT_EQ(slip, c.slip) << c.text;
+        EXPECT_EQ(delay, c.delay) << c.text;
+        EXPECT_FLOAT_EQ(dip, c.dip) << c.text;
+        EXPECT_EQ(enabled, c.enabled) << c.text;
+    }
+
+    // The default dip is the design setting; only 127 bytes of a text count.
+    g_fault_dip_deg = 33;
+    float slip, dip;
+    int delay, enabled;
+    ASSERT_TRUE(quick_ff_parse_cell_text("2", &slip, &delay, &dip, &enabled));
+    EXPECT_FLOAT_EQ(dip, 33.0f);
+    const std::string long_text = "2,10" + std::string(123, ' ') + "x";
+    EXPECT_TRUE(quick_ff_parse_cell_text(long_text.c_str(), &slip, &delay, &dip, &enabled));
+}
+
+TEST_F(QuickFfGridTest, EmptyGridSeedsC3AndComputesOffsets) {
+    g_new_source_height_m = 0.4f;
+    quick_ff_init_empty_grid(2, 99, 1);
+    EXPECT_EQ(g_quick_ff_grid_rows, 3);
+    EXPECT_EQ(g_quick_ff_grid_cols, 60);
+    EXPECT_EQ(g_quick_ff_count, 180);
+    const QuickFfCell& c3 = *quick_ff_cell_at(2, 2);
+    EXPECT_EQ(c3.enabled, 1);
+    EXPECT_FLOAT_EQ(c3.slip_m, 1.0f);  // at least 1 m
+    EXPECT_EQ(quick_ff_cell_at(3, 0), nullptr);
+    EXPECT_EQ(quick_ff_cell_at(0, 60), nullptr);
+
+    g_new_source_height_m = 6;
+    quick_ff_init_empty_grid(7, 7, 1);
+    EXPECT_FLOAT_EQ(quick_ff_cell_at(2, 2)->slip_m, 6.0f);
+    EXPECT_FLOAT_EQ(quick_ff_cell_at(5, 0)->along_offset, -2.0f);
+    EXPECT_FLOAT_EQ(quick_ff_cell_at(5, 0)->dip_offset, 3.0f);
+
+    g_quick_ff_row1_is_shallow = 0;
+    quick_ff_init_empty_grid(7, 7, 0);
+    EXPECT_FLOAT_EQ(quick_ff_cell_at(5, 0)->dip_offset, -3.0f);
+    EXPECT_EQ(quick_ff_cell_at(2, 2)->enabled, 0);
+}
+
+TEST_F(QuickFfGridTest, ResizeKeepsOverlapAndClampsTheView) {
+    quick_ff_init_empty_grid(10, 10, 0);
+    g_quick_ff_view_row = 5;
+    g_quick_ff_view_col = 5;
+    QuickFfCell& b2 = *quick_ff_cell_at(1, 1);
+    b2 = {1, 0, 0, 4.5f, 30, 22};
+    quick_ff_cell_at(8, 8)->slip_m = 9;
+    quick_ff_cell_at(8, 8)->enabled = 1;
+
+    quick_ff_resize_grid(6, 12);
+    EXPECT_EQ(g_quick_ff_count, 72);
+    EXPECT_EQ(g_quick_ff_view_row, 1);
+    EXPECT_EQ(g_quick_ff_view_col, 5);
+    const QuickFfCell& kept = *quick_ff_cell_at(1, 1);
+    EXPECT_EQ(kept.enabled, 1);
+    EXPECT_FLOAT_EQ(kept.slip_m, 4.5f);
+    EXPECT_EQ(kept.delay_s, 30);
+    EXPECT_FLOAT_EQ(kept.dip_deg, 22.0f);
+    EXPECT_FLOAT_EQ(kept.along_offset, -1.0f);  // offsets belong to the position
+    EXPECT_FLOAT_EQ(kept.dip_offset, -1.0f);
+    for (const QuickFfCell& c : g_quick_ff_rows)
+        if (&c != &kept) {
+            EXPECT_EQ(c.enabled, 0);
+        }
+}
+
+TEST_F(QuickFfGridTest, TransposeMovesB5ToE2) {
+    quick_ff_init_empty_grid(7, 10, 0);
+    g_quick_ff_view_row = 2;
+    g_quick_ff_view_col = 4;
+    *quick_ff_cell_at(4, 1) = {1, 0, 0, 7.0f, 45, 12};  // B5
+    quick_ff_swap_row_col_grid();
+    EXPECT_EQ(g_quick_ff_grid_rows, 10);
+    EXPECT_EQ(g_quick_ff_grid_cols, 7);
+    const QuickFfCell& e2 = *quick_ff_cell_at(1, 4);
+    EXPECT_EQ(e2.enabled, 1);
+    EXPECT_FLOAT_EQ(e2.slip_m, 7.0f);
+    EXPECT_EQ(e2.delay_s, 45);
+    EXPECT_FLOAT_EQ(e2.dip_deg, 12.0f);
+    EXPECT_FLOAT_EQ(e2.along_offset, 2.0f);
+    EXPECT_FLOAT_EQ(e2.dip_offset, -1.0f);
+    EXPECT_EQ(quick_ff_cell_at(4, 1)->enabled, 0);
+    EXPECT_EQ(g_quick_ff_view_row, 4);
+    EXPECT_EQ(g_quick_ff_view_col, 2);
+}
+
+TEST_F(QuickFfGridTest, EpicentreRulesInOrder) {
+    int row, col;
+    float along, down;
+    quick_ff_find_epicenter_cell(&row, &col, &along, &down);  // no grid at all
+    EXPECT_EQ(row, 2);
+    EXPECT_EQ(col, 2);
+
+    quick_ff_init_empty_grid(7, 7, 0);
+    auto set = [](int r, int c, float slip, int delay) {
+        QuickFfCell& cell = *quick_ff_cell_at(r, c);
+        cell.slip_m = slip;
+        cell.delay_s = delay;
+        cell.enabled = slip > 0;
+    };
+    set(5, 4, 2, 30);
+    set(6, 6, 2, 40);
+    quick_ff_find_epicenter_cell(&row, &col, &along, &down);  // first active cell
+    EXPECT_EQ(row, 5);
+    EXPECT_EQ(col, 4);
+    EXPECT_FLOAT_EQ(along, 2.0f);
+    EXPECT_FLOAT_EQ(down, 3.0f);
+
+    set(2, 2, 1, 20);  // C3 active but timed: still the epicentre
+    quick_ff_find_epicenter_cell(&row, &col, &along, &down);
+    EXPECT_EQ(row, 2);
+    EXPECT_EQ(col, 2);
+    EXPECT_FLOAT_EQ(down, 0.0f);
+
+    // Delay-0 cells win: the rounded mean position, the mean offsets.
+    set(3, 4, 1, 0);
+    set(4, 6, 1, 0);
+    quick_ff_find_epicenter_cell(&row, &col, &along, &down);
+    EXPECT_EQ(row, 4);  // 3.5 rounds away from zero
+    EXPECT_EQ(col, 5);
+    EXPECT_FLOAT_EQ(along, 3.0f);
+    EXPECT_FLOAT_EQ(down, 1.5f);
+
+    // A zero-delay cell without slip does not count.
+    quick_ff_init_empty_grid(7, 7, 0);
+    set(6, 6, 0, 0);
+    quick_ff_find_epicenter_cell(&row, &col, &along, &down);
+    EXPECT_EQ(row, 2);
+    EXPECT_EQ(col, 2);
+    EXPECT_FLOAT_EQ(along, 0.0f);
+}
+
+}  // namespace
+}  // namespace kaitoro

@@ -1,0 +1,280 @@
+#include "quick_ff/placement.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+#include "core/driver.h"
+#include "core/status.h"
+#include "quick_ff/ff_grid.h"
+#include "source_design/source_cell.h"
+#include "source_design/undo.h"
+#include "tests/support/global_state.h"
+#include "tests/support/synthetic_grid.h"
+
+namespace kaitoro {
+namespace {
+
+constexpr float kTan15 = 0.26794919f;
+
+class QuickFfPlacementTest : public ::testing::Test {
+  protected:
+    void SetUp() override { install(testing::make_ocean(60, 60, 3000.0f)); }
+    void TearDown() override { testing::reset_all_globals(); }
+
+    static void install(const testing::GridSpec& grid) {
+        testing::install_grid(testing::load_spec(grid));
+        quick_ff_init_empty_grid(7, 7, 0);
+    }
+    static void set(int r, int c, float slip, int delay, float dip = 15) {
+        QuickFfCell& cell = *quick_ff_cell_at(r, c);
+        cell.slip_m = slip;
+        cell.delay_s = delay;
+        cell.dip_deg = dip;
+        cell.enabled = slip > 0;
+    }
+    struct Extent {
+        int n = 0, x0 = 1 << 30, x1 = -1, y0 = 1 << 30, y1 = -1;
+        double sum_x = 0, sum_y = 0, sum_depth = 0;
+    };
+    // Extent of the placed nodes per patch id.
+    static std::map<int, Extent> patches() {
+        std::map<int, Extent> out;
+        for (std::size_t i = 0; i < g_sources.count; ++i) {
+            const SourcePoint& p = g_sources[i];
+            Extent& e = out[p.patch_id];
+            ++e.n;
+            e.x0 = std::min(e.x0, p.grid_x);
+            e.x1 = std::max(e.x1, p.grid_x);
+            e.y0 = std::min(e.y0, p.grid_y);
+            e.y1 = std::max(e.y1, p.grid_y);
+            e.sum_x += p.grid_x;
+            e.sum_y += p.grid_y;
+            e.sum_depth += p.depth_km;
+        }
+        return out;
+    }
+};
+
+TEST_F(QuickFfPlacementTest, SinglePatchIsARectangleCentredOnTheClick) {
+    set(2, 2, 1, 0);
+    g_time_s = 600;
+    const int placed = quick_ff_apply_at(30, 25);
+    ASSERT_GT(placed, 0);
+    EXPECT_EQ(std::size_t(placed), g_sources.count);
+    EXPECT_EQ(g_time_s, 0);  // the run restarted with the new source
+
+    const std::map<int, Extent> by_patch = patches();
+    ASSERT_EQ(by_patch.size(), 1u);
+    const Extent& e = by_patch.at(17);  // C3 is cell 17 of a 7-column grid
+    EXPECT_EQ(e.x0 + e.x1, 60);
+    EXPECT_EQ(e.y0 + e.y1, 50);
+    // Strike 0: the 40 km length runs north-south, the 20 km width east-west.
+    const float cell_km = cell_km_at_row(25);
+    EXPECT_EQ(e.y1 - e.y0 + 1, 2 * int(std::floor(40.0f / cell_km / 2)) + 1);
+    EXPECT_LT(e.x1 - e.x0, e.y1 - e.y0);
+
+    for (std::size_t i = 0; i < g_sources.count; ++i) {
+        const SourcePoint& p = g_sources[i];
+        EXPECT_EQ(p.fault_id, 9000);
+        EXPECT_FLOAT_EQ(p.slip_m, 1.0f);
+        EXPECT_FLOAT_EQ(p.dip_deg, 15.0f);
+        EXPECT_FLOAT_EQ(p.width_km, 20.0f);
+        EXPECT_FLOAT_EQ(p.length_km, 40.0f);
+        EXPECT_NEAR(p.depth_km, 20.0f + float(p.grid_x - 30) * cell_km * kTan15, 1e-3);
+        EXPECT_FLOAT_EQ(p.height_m, preset_recompute_height_from_slip_depth(1, 15, p.depth_km));
+        const std::size_t cell = std::size_t(p.grid_y) * g_grid.nx + std::size_t(p.grid_x);
+        EXPECT_FLOAT_EQ(g_sim.source_height[cell], p.height_m);
+    }
+    EXPECT_EQ(g_next_quick_ff_fault_id, 9001);
+    // Settings touched while painting come back.
+    EXPECT_EQ(g_active_stamp_fault_id, -1);
+    EXPECT_FLOAT_EQ(g_fault_dip_deg, 15.0f);
+    char expected[300];
+    std::snprintf(expected, sizeof expected,
+                  "Quick finite-fault grid applied at delay-0 epicenter x=30 y=25: %d source "
+                  "cell(s), 1 patch cell(s). Epicenter cell=C3. Depth is computed from the "
+                  "displayed down-dip axis relative to that delay-0 cell.",
+                  placed);
+    EXPECT_STREQ(g_status, expected);
+}
+
+TEST_F(QuickFfPlacementTest, DownDipPatchLiesEastAtStrikeZeroAndSouthAtStrike90) {
+    set(2, 2, 2, 0);
+    set(3, 2, 1, 20);  // C4: one row down dip
+    const float cell_km = cell_km_at_row(30);
+    const float b = quick_ff_layout_width_cells(cell_km);
+    ASSERT_NEAR(b, std::cos(15 * 0.017453292f) * 20.0f / cell_km, 1e-4);
+
+    quick_ff_apply_at(30, 30);
+    std::map<int, Extent> by_patch = patches();
+    ASSERT_EQ(by_patch.size(), 2u);
+    const Extent& c3 = by_patch.at(17);
+    const Extent& c4 = by_patch.at(24);
+    EXPECT_NEAR(c4.sum_x / c4.n, 30.0 + b, 0.5);
+    EXPECT_NEAR(c4.sum_y / c4.n, 30.0, 0.01);
+    EXPECT_NEAR(c4.sum_depth / c4.n - c3.sum_depth / c3.n, b * cell_km * kTan15,
+                0.5 * cell_km * kTan15);
+    for (std::size_t i = 0; i < g_sources.count; ++i)
+        if (g_sources[i].patch_id == 24) {
+            EXPECT_EQ(g_sources[i].delay_s, 20);
+            EXPECT_FLOAT_EQ(g_sources[i].slip_m, 1.0f);
+        }
+
+    // Strike 90: along strike is east, down dip is south.
+    source_undo_restore(nullptr);
+    ASSERT_EQ(g_sources.count, 0u);
+    g_fault_strike_deg = 450;  // wraps to 90; the node keeps the setting as it was
+    quick_ff_apply_at(30, 30);
+    by_patch = patches();
+    const Extent& r3 = by_patch.at(17);
+    const Extent& r4 = by_patch.at(24);
+    EXPECT_GT(r3.x1 - r3.x0, r3.y1 - r3.y0);
+    EXPECT_NEAR(r4.sum_y / r4.n, 30.0 - b, 0.5);
+    EXPECT_NEAR(r4.sum_x / r4.n, 30.0, 0.01);
+    EXPECT_FLOAT_EQ(g_sources[0].strike_deg, 450.0f);
+    EXPECT_EQ(g_sources[0].fault_id, 9001);
+}
+
+TEST_F(QuickFfPlacementTest, DepthsAreClampedToTheFaultRange) {
+    set(2, 2, 1, 0, 60);
+    set(5, 2, 1, 0, 60);  // three rows down dip at 60 degrees
+    g_source_depth_km = 690;
+    quick_ff_apply_at(30, 30);
+    float deepest = 0, shallowest = 1e9f;
+    for (std::size_t i = 0; i < g_sources.count; ++i) {
+        deepest = std::max(deepest, g_sources[i].depth_km);
+        shallowest = std::min(shallowest, g_sources[i].depth_km);
+        if (g_sources[i].patch_id == 38) {
+            EXPECT_FLOAT_EQ(g_sources[i].depth_km, 700.0f);
+        }
+    }
+    EXPECT_FLOAT_EQ(deepest, 700.0f);
+    EXPECT_LT(shallowest, 690.0f);
+
+    source_undo_restore(nullptr);
+    g_source_depth_km = -100;
+    quick_ff_apply_at(30, 30);
+    for (std::size_t i = 0; i < g_sources.count; ++i) {
+        if (g_sources[i].grid_x <= 30) {
+            EXPECT_FLOAT_EQ(g_sources[i].depth_km, 0.0f);
+        }
+    }
+}
+
+TEST_F(QuickFfPlacementTest, OneUndoStepRestoresTheSourceBeforePlacement) {
+    source_list_append(&g_sources, 5, 5, 1.5f, 30);
+    set(2, 2, 3, 0);
+    set(2, 3, 3, 10);
+    quick_ff_apply_at(20, 20);
+    EXPECT_GT(g_sources.count, 10u);
+    EXPECT_EQ(g_source_undo_count, 1);
+    EXPECT_STREQ(g_source_undo_stack[0].label, "quick finite-fault grid apply");
+    source_undo_restore(nullptr);
+    ASSERT_EQ(g_sources.count, 1u);
+    EXPECT_EQ(g_sources[0].grid_x, 5);
+    EXPECT_FLOAT_EQ(g_sources[0].height_m, 1.5f);
+    EXPECT_EQ(g_source_undo_count, 0);
+
+    // A grid without active patches still pushes the step and restarts the run.
+    quick_ff_init_empty_grid(7, 7, 0);
+    g_time_s = 300;
+    EXPECT_EQ(quick_ff_apply_at(20, 20), 0);
+    EXPECT_EQ(g_source_undo_count, 1);
+    EXPECT_EQ(g_time_s, 0);
+    EXPECT_NE(std::string(g_status).find(": 0 source cell(s), 0 patch cell(s). Epicenter cell=C3."),
+              std::string::npos);
+}
+
+TEST_F(QuickFfPlacementTest, LandCellsKeepSlipButMoveNoWater) {
+    testing::GridSpec coast = testing::make_ocean(60, 60, 3000.0f);
+    testing::fill_rect(coast, 31, 0, 59, 59, -10.0f);
+    install(coast);
+    set(2, 2, 2, 0);
+    quick_ff_apply_at(30, 30);
+    int on_land = 0;
+    for (std::size_t i = 0; i < g_sources.count; ++i) {
+        const SourcePoint& p = g_sources[i];
+        if (p.grid_x < 31) continue;
+        ++on_land;
+        EXPECT_FLOAT_EQ(p.height_m, 0.0f);
+        EXPECT_FLOAT_EQ(p.slip_m, 2.0f);
+        EXPECT_EQ(p.fault_id, 9000);
+    }
+    EXPECT_GT(on_land, 0);
+}
+
+TEST_F(QuickFfPlacementTest, PlacementModeKeys) {
+    using R = QuickFfKeyResult;
+    EXPECT_EQ(quick_ff_placement_key('Z', 0, 0, 0, 0, 0), R::NotHandled);  // mode off
+    set(2, 2, 1, 0);
+    quick_ff_enter_place_mode();
+    EXPECT_STREQ(g_status,
+                 "Quick finite-fault placement: mouse=epicenter C3; click/Enter apply; Z/X strike "
+                 "0; J/K length 40.0 km; </> width 20.0 km; Esc cancels.");
+
+    g_fault_strike_deg = 355;
+    EXPECT_EQ(quick_ff_placement_key('X', 1, 0, 0, 0, 0), R::Handled);
+    EXPECT_FLOAT_EQ(g_fault_strike_deg, 10.0f);
+    EXPECT_STREQ(g_status, "Quick FF placement: strike 10 deg.");
+    quick_ff_placement_key('Z', 1, 1, 0, 0, 0);  // Ctrl wins over Shift
+    EXPECT_FLOAT_EQ(g_fault_strike_deg, 9.0f);
+    quick_ff_placement_key('Z', 0, 0, 0, 0, 0);
+    EXPECT_FLOAT_EQ(g_fault_strike_deg, 4.0f);
+    quick_ff_placement_key('Z', 0, 0, 0, 0, 0);
+    EXPECT_FLOAT_EQ(g_fault_strike_deg, 359.0f);
+
+    g_fault_stamp_length_km = 7;
+    quick_ff_placement_key('J', 1, 0, 0, 0, 0);
+    EXPECT_FLOAT_EQ(g_fault_stamp_length_km, 5.0f);
+    EXPECT_STREQ(g_status, "Quick FF placement: patch length 5.0 km.");
+    quick_ff_placement_key('K', 0, 0, 0, 0, 0);
+    EXPECT_FLOAT_EQ(g_fault_stamp_length_km, 10.0f);
+    g_fault_stamp_length_km = INFINITY;
+    quick_ff_placement_key('K', 0, 0, 0, 0, 0);
+    EXPECT_FLOAT_EQ(g_fault_stamp_length_km, 40.0f);
+
+    g_fault_width_km = 0.5f;  // reads as 1 km
+    EXPECT_FLOAT_EQ(quick_ff_layout_width_cells(0.1f), std::cos(15 * 0.017453292f) * 10.0f);
+    quick_ff_placement_key('.', 1, 0, 0, 0, 0);
+    EXPECT_FLOAT_EQ(g_fault_width_km, 21.0f);
+    quick_ff_placement_key(',', 0, 0, 0, 0, 0);
+    EXPECT_FLOAT_EQ(g_fault_width_km, 16.0f);
+    EXPECT_STREQ(g_status,
+                 "Quick FF placement: patch width 16.0 km, length 40.0 km. Width changed only; "
+                 "J/K changes length.");
+
+    EXPECT_EQ(quick_ff_placement_key('S', 0, 0, 0, 0, 0), R::OpenEditor);
+    EXPECT_EQ(quick_ff_placement_key('Q', 0, 0, 0, 0, 0), R::NotHandled);
+    EXPECT_EQ(quick_ff_placement_key(kQuickFfKeyEnter, 0, 0, 0, 0, 0), R::Handled);
+    EXPECT_EQ(g_sources.count, 0u);
+    EXPECT_EQ(g_quick_ff_place_mode, 1);
+
+    quick_ff_placement_hover(12, 34);
+    EXPECT_STREQ(g_status,
+                 "Quick finite-fault grid preview: C3 epicenter x=12 y=34 | strike 359 deg | "
+                 "length 40.0 km | width 16.0 km | click/Enter apply.");
+
+    EXPECT_EQ(quick_ff_placement_click(0, 12, 34), 0);
+    EXPECT_STREQ(g_status, "Quick finite-fault placement: click inside the map, or Esc to cancel.");
+    EXPECT_EQ(g_quick_ff_place_mode, 1);
+
+    EXPECT_EQ(quick_ff_placement_key(kQuickFfKeyEnter, 0, 0, 1, 12, 34), R::Placed);
+    EXPECT_EQ(g_quick_ff_place_mode, 0);
+    EXPECT_GT(g_sources.count, 0u);
+
+    quick_ff_enter_place_mode();
+    EXPECT_EQ(quick_ff_placement_key(kQuickFfKeyEscape, 0, 0, 1, 12, 34), R::Cancelled);
+    EXPECT_EQ(g_quick_ff_place_mode, 0);
+    EXPECT_STREQ(g_status, "Quick finite-fault placement cancelled.");
+
+    quick_ff_enter_place_mode();
+    EXPECT_EQ(quick_ff_placement_click(1, 40, 40), 1);
+    EXPECT_EQ(g_quick_ff_place_mode, 0);
+    EXPECT_EQ(g_source_undo_count, 2);
+}
+
+}  // namespace
+}  // namespace kaitoro
