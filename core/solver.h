@@ -25,7 +25,8 @@ struct SolverPlan {
     // cell whose mirror value is scaled by the current reflection factor.
     std::vector<float> self_coef;
     std::vector<float> damping;         // (pad + 1) rows of snx, by the margin depth of a row
-    std::vector<float> arrival_factor;  // per grid cell: shoreline-equivalent factor
+    std::vector<float> arrival_factor;        // per grid cell: shoreline-equivalent factor
+    std::vector<float> arrival_factor_depth;  // the depth each factor was computed for
     int damped_cell = -1;               // grid index of the held-down cell, -1 if off the grid
 };
 

@@ -1,0 +1,612 @@
+// The wave step. The physics is simple; the work is in making it cheap: everything that only
+// changes with the masks lives in SolverPlan, built at reset, so the step streams a handful of
+// flat arrays, branches only on the dynamic 50 m wall test, and allocates nothing.
+//
+// Every cell is computed with exactly the same float operations in the same order whichever
+// path handles it (the vector loop for inner cells, the scalar one for the domain border), so
+// the result does not depend on the thread count or on the vector width.
+#include "core/solver.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <utility>
+
+#include "core/fatal.h"
+#include "core/masks.h"
+
+#ifdef _OPENMP
+#include <omp.h>
+#endif
+
+namespace kaitoro {
+
+int g_coast_reflection_absorb_enabled = 1;
+float g_coast_reflection_energy_loss = 0.55f;
+int g_source_ramp_seconds = 120;
+
+namespace {
+
+constexpr float kGlobalDecay = 0.99982303f;
+constexpr float kMinMarginDamping = 0.34993806f;
+constexpr float kDiagonalWeight = 0.70710677f;
+constexpr float kCouplingScale = 18000.0f;
+constexpr float kMaxDepth = 7000.0f;
+constexpr float kArrivalHeight = 0.05f;
+constexpr float kArrivalScreen = 0.005f;
+constexpr float kSourceEpsilon = 1e-7f;
+// The one cell of the bundled grid that is held down on every step.
+constexpr int kDampedCellX = 332;
+constexpr int kDampedCellY = 225;
+constexpr float kDampedCellFactor = 0.31622776f;
+
+// NaN counts as the shallow end, like the depth rules of the grid.
+float clamp_depth(float d) {
+    return !(d >= 1.0f) ? 1.0f : (d > kMaxDepth ? kMaxDepth : d);
+}
+
+// Coupling across an open edge. The product commutes exactly, so both cells of a pair get
+// the same value and one number per edge serves both.
+float open_coupling(float d_p, float d_n) {
+    return clamp_depth(std::sqrt(std::min(d_n, kMaxDepth) * std::min(d_p, kMaxDepth))) /
+           kCouplingScale;
+}
+
+float margin_damping(int k, int pad) {
+    const float q = float(k) / float(pad);
+    const float f = 1.0f - 0.46f * q * q;
+    if (f < 0.35f) return kMinMarginDamping;
+    return std::min(f, 1.0f) * kGlobalDecay;
+}
+
+// What one step needs, hoisted out of the Simulation so the row loops see plain pointers.
+struct StepView {
+    int snx, sny, pad, nx, ny;
+    const float* eta_prev;
+    float* eta;
+    float* rate;
+    const float* coef_e;
+    const float* coef_n;
+    const float* coef_ne;
+    const float* coef_nw;
+    const float* self_coef;
+    const float* damping;  // (pad + 1) rows of snx, by margin depth of the row
+    const float* arrival_factor;
+    float* height;
+    float* max_height;
+    std::int32_t* arrival_s;
+    const float* source_height;
+    const std::int32_t* source_delay_s;
+    float* source_applied;
+    int damped_cell;  // grid index, -1 when the grid is too small to hold it
+    float ghost_r;    // R when absorption is on, else 1
+    int t_s;
+    int ramp_s;
+};
+
+// The cell kernels must be inlined into the row loops: only there are they compiled for the
+// row loop's instruction set (see KAITORO_ROW_KERNEL), and a call per cell would cost more
+// than the cell.
+#if defined(__GNUC__)
+#define KAITORO_INLINE inline __attribute__((always_inline))
+#else
+#define KAITORO_INLINE inline
+#endif
+
+// Lane types. The cell arithmetic is written once, as a template over the lane type, so the
+// scalar path (domain border, row tails) and the vector path perform the same IEEE operations
+// in the same order and agree to the bit.
+struct ScalarLanes {
+    using F = float;
+    using I = std::int32_t;
+    using M = bool;
+    static constexpr int kWidth = 1;
+    static F load(const float* p) { return *p; }
+    static void store(float* p, F v) { *p = v; }
+    static I load_i(const std::int32_t* p) { return *p; }
+    static void store_i(std::int32_t* p, I v) { *p = v; }
+    static F splat(float f) { return f; }
+    static I splat_i(std::int32_t i) { return i; }
+    static M both(M a, M b) { return a && b; }
+    static M either(M a, M b) { return a || b; }
+    static F sel(M m, F a, F b) { return m ? a : b; }
+    static I sel_i(M m, I a, I b) { return m ? a : b; }
+    static bool any(M m) { return m; }
+};
+
+#if defined(__GNUC__)
+// Eight floats. Where the step is built for AVX2 that is one register; elsewhere the compiler
+// splits it into two SSE halves. Either way every lane does the scalar operations exactly.
+// The lanes never cross a function boundary that is not inlined, so the vector ABI note GCC
+// gives for 32-byte values without AVX does not concern us.
+// GCC reports that note at the end of the file, so it stays off to the end.
+#pragma GCC diagnostic ignored "-Wpsabi"
+struct VectorLanes {
+    typedef float F __attribute__((vector_size(32)));
+    typedef std::int32_t I __attribute__((vector_size(32)));
+    typedef std::int64_t Pairs __attribute__((vector_size(32)));
+    using M = I;  // all-ones / all-zeros per lane, as vector compares produce
+    static constexpr int kWidth = 8;
+    KAITORO_INLINE static F load(const float* p) {
+        F v;
+        std::memcpy(&v, p, sizeof v);
+        return v;
+    }
+    KAITORO_INLINE static void store(float* p, const F& v) { std::memcpy(p, &v, sizeof v); }
+    KAITORO_INLINE static I load_i(const std::int32_t* p) {
+        I v;
+        std::memcpy(&v, p, sizeof v);
+        return v;
+    }
+    KAITORO_INLINE static void store_i(std::int32_t* p, const I& v) {
+        std::memcpy(p, &v, sizeof v);
+    }
+    KAITORO_INLINE static F splat(float f) { return F{} + f; }
+    KAITORO_INLINE static I splat_i(std::int32_t i) { return I{} + i; }
+    KAITORO_INLINE static M both(const M& a, const M& b) { return a & b; }
+    KAITORO_INLINE static M either(const M& a, const M& b) { return a | b; }
+    KAITORO_INLINE static F sel(const M& m, const F& a, const F& b) { return m ? a : b; }
+    KAITORO_INLINE static I sel_i(const M& m, const I& a, const I& b) { return m ? a : b; }
+    KAITORO_INLINE static bool any(const M& m) {
+        const Pairs w = (Pairs)m;
+        return ((w[0] | w[1]) | (w[2] | w[3])) != 0;
+    }
+};
+#define KAITORO_HAVE_VECTOR_LANES 1
+#endif
+
+// The two row kernels are built twice on x86-64 Linux, plain and for AVX2, and the loader picks
+// one for the machine. The AVX2 build has no FMA, and in ISO C++ mode GCC does not contract a*b+c
+// anyway, so both builds round every operation exactly as written.
+#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && defined(__linux__)
+#define KAITORO_ROW_KERNEL __attribute__((target_clones("avx2", "default")))
+#else
+#define KAITORO_ROW_KERNEL
+#endif
+
+// Neighbour offsets of one cell's inputs, in the order the terms are summed:
+// (-1,-1) (0,-1) (+1,-1) (-1,0) (+1,0) (-1,+1) (0,+1) (+1,+1).
+struct CellInputs {
+    const float* value[8];  // eta_prev of the neighbour
+    const float* coef[8];   // coupling of the edge towards it
+};
+
+template <class L>
+KAITORO_INLINE typename L::F neighbour_term(const typename L::F& sum, const float* value,
+                                            const float* coef, const typename L::F& e0,
+                                            const typename L::F& ghost, const typename L::F& cb,
+                                            bool diagonal) {
+    using F = typename L::F;
+    const F v = L::load(value);
+    const F c = L::load(coef);
+    // Open unless the edge is closed for good or the neighbour is a wall right now.
+    const typename L::M open = L::both(c != L::splat(0.0f), v < L::splat(kWallThreshold));
+    const F val = L::sel(open, v, ghost);
+    const F k = L::sel(open, c, cb);
+    if (diagonal) return sum + (val - e0) * kDiagonalWeight * k;
+    return sum + (val - e0) * k;
+}
+
+// New eta and rate of L::kWidth consecutive cells starting at solver index i.
+template <class L>
+KAITORO_INLINE void step_cells(const StepView& v, std::size_t i, const CellInputs& in,
+                               const float* damp) {
+    using F = typename L::F;
+    const F e0 = L::load(v.eta_prev + i);
+    const F cs = L::load(v.self_coef + i);
+    const typename L::M wall = L::either(cs == L::splat(0.0f), e0 >= L::splat(kWallThreshold));
+    const typename L::M coastal = cs < L::splat(0.0f);
+    const F cb = L::sel(coastal, -cs, cs);
+    const F ghost = e0 * L::sel(coastal, L::splat(v.ghost_r), L::splat(1.0f));
+    F sum = L::splat(0.0f);
+    for (int k = 0; k < 8; ++k)
+        sum = neighbour_term<L>(sum, in.value[k], in.coef[k], e0, ghost, cb,
+                                k == 0 || k == 2 || k == 5 || k == 7);
+    sum = sum + L::load(v.rate + i);
+    const F d = L::load(damp);
+    const F r = sum * d;
+    const F e = (e0 + r) * d;
+    L::store(v.eta + i, L::sel(wall, L::splat(kWallEta), e));
+    L::store(v.rate + i, L::sel(wall, L::splat(0.0f), r));
+}
+
+// The inputs of the cell at solver index i when all eight neighbours exist.
+KAITORO_INLINE CellInputs inner_inputs(const StepView& v, std::size_t i) {
+    const std::size_t s = std::size_t(v.snx);
+    const float* ep = v.eta_prev;
+    return CellInputs{{ep + i - s - 1, ep + i - s, ep + i - s + 1, ep + i - 1, ep + i + 1,
+                       ep + i + s - 1, ep + i + s, ep + i + s + 1},
+                      {v.coef_ne + i - s - 1, v.coef_n + i - s, v.coef_nw + i - s + 1,
+                       v.coef_e + i - 1, v.coef_e + i, v.coef_nw + i, v.coef_n + i, v.coef_ne + i}};
+}
+
+inline int margin_depth_of_row(int sy, int pad, int ny) {
+    const int gy = sy - pad;
+    const int ky = gy < 0 ? -gy : (gy >= ny ? gy - ny + 1 : 0);
+    return std::min(ky, pad);
+}
+
+const float* damping_row(const StepView& v, int sy) {
+    return v.damping + std::size_t(margin_depth_of_row(sy, v.pad, v.ny)) * std::size_t(v.snx);
+}
+
+// Cells 1 .. snx-2 of a row that has rows above and below.
+KAITORO_ROW_KERNEL void step_inner_span(const StepView& view, int sy) {
+    const StepView v = view;  // a private copy: the stores below cannot alias it
+    const std::size_t row = std::size_t(sy) * std::size_t(v.snx);
+    const float* damp = damping_row(v, sy);
+    const int end = v.snx - 1;
+    int x = 1;
+#ifdef KAITORO_HAVE_VECTOR_LANES
+    for (; x + VectorLanes::kWidth <= end; x += VectorLanes::kWidth)
+        step_cells<VectorLanes>(v, row + x, inner_inputs(v, row + x), damp + x);
+#endif
+    for (; x < end; ++x) step_cells<ScalarLanes>(v, row + x, inner_inputs(v, row + x), damp + x);
+}
+
+// A cell on the border of the solver domain: a missing neighbour reads as a closed edge.
+void step_border_cell(const StepView& v, int sx, int sy) {
+    static const float kClosed = 0.0f;
+    static const int kDx[8] = {-1, 0, 1, -1, 1, -1, 0, 1};
+    static const int kDy[8] = {-1, -1, -1, 0, 0, 1, 1, 1};
+    // The edge towards each neighbour: (array, offset of the cell that owns it).
+    const float* const owner_array[8] = {v.coef_ne, v.coef_n,  v.coef_nw, v.coef_e,
+                                         v.coef_e,  v.coef_nw, v.coef_n,  v.coef_ne};
+    const int owner_dx[8] = {-1, 0, 1, -1, 0, 0, 0, 0};
+    const int owner_dy[8] = {-1, -1, -1, 0, 0, 0, 0, 0};
+    const std::ptrdiff_t snx = v.snx;
+    const std::ptrdiff_t i = std::ptrdiff_t(sy) * snx + sx;
+    CellInputs in;
+    for (int k = 0; k < 8; ++k) {
+        const int tx = sx + kDx[k], ty = sy + kDy[k];
+        if (tx < 0 || ty < 0 || tx >= v.snx || ty >= v.sny) {
+            in.value[k] = &kClosed;
+            in.coef[k] = &kClosed;
+        } else {
+            in.value[k] = v.eta_prev + (std::ptrdiff_t(ty) * snx + tx);
+            in.coef[k] = owner_array[k] + (i + std::ptrdiff_t(owner_dy[k]) * snx + owner_dx[k]);
+        }
+    }
+    step_cells<ScalarLanes>(v, std::size_t(i), in, damping_row(v, sy) + sx);
+}
+
+// Smoothstep rise from the delay over the ramp; 0 before, the full height after.
+float source_target(float h, int delay_s, int t_s, int ramp_s) {
+    const float p = float(double(t_s) - double(delay_s)) / float(ramp_s);
+    if (p <= 0.0f) return 0.0f;
+    if (p < 1.0f) return h * p * p * (3.0f - 2.0f * p);
+    return h;
+}
+
+// Sources and the held-down cell, for one grid cell whose new eta and rate are written.
+void apply_source_and_hold(const StepView& v, std::size_t i, std::size_t g) {
+    if (v.self_coef[i] == 0.0f || v.eta_prev[i] >= kWallThreshold) return;
+    if (v.t_s != 0 && v.source_height[g] != 0.0f) {
+        const float target =
+            source_target(v.source_height[g], v.source_delay_s[g], v.t_s, v.ramp_s);
+        const float diff = target - v.source_applied[g];
+        if (std::fabs(diff) > kSourceEpsilon) {
+            v.eta[i] = v.eta[i] + diff;
+            v.source_applied[g] = target;
+        }
+    }
+    if (int(g) == v.damped_cell) {
+        v.eta[i] = v.eta[i] * kDampedCellFactor;
+        v.rate[i] = v.rate[i] * kDampedCellFactor;
+    }
+}
+
+// Height, maximum and arrival of L::kWidth grid cells from their final eta.
+template <class L>
+KAITORO_INLINE void record_cells(const StepView& v, std::size_t i, std::size_t g) {
+    using F = typename L::F;
+    const std::size_t b = g + std::size_t(v.nx);
+    const F zero = L::splat(0.0f);
+    // Sources are rare: look at single cells only when the group has one.
+    if ((v.t_s != 0 && L::any(L::load(v.source_height + g) != zero)) ||
+        std::size_t(v.damped_cell) - g < std::size_t(L::kWidth))
+        for (int k = 0; k < L::kWidth; ++k) apply_source_and_hold(v, i + k, g + k);
+
+    const typename L::M wall = L::either(L::load(v.self_coef + i) == zero,
+                                         L::load(v.eta_prev + i) >= L::splat(kWallThreshold));
+    const F e = L::load(v.eta + i);
+    const F pos = L::sel(e > zero, e, zero);
+    const F m = L::load(v.max_height + b);
+    L::store(v.height + b, L::sel(wall, zero, e));
+    // Maximum and arrival rarely change; leaving untouched lines clean saves their write-back.
+    const F m_new = L::sel(wall, zero, L::sel(pos > m, pos, m));
+    if (L::any(m_new != m)) L::store(v.max_height + b, m_new);
+    const typename L::I a = L::load_i(v.arrival_s + b);
+    // The factor never exceeds 7000^(1/4) < 9.15, so below kArrivalScreen a cell cannot arrive;
+    // that spares reading the factors for the faint ripples ahead of the wave.
+    const typename L::M waiting = L::both(a == L::splat_i(0), pos >= L::splat(kArrivalScreen));
+    typename L::I a_new = a;
+    if (L::any(waiting)) {
+        const typename L::M arrives =
+            L::both(waiting, pos * L::load(v.arrival_factor + g) >= L::splat(kArrivalHeight));
+        a_new = L::sel_i(arrives, L::splat_i(v.t_s), a);
+    }
+    a_new = L::sel_i(wall, L::splat_i(0), a_new);
+    if (L::any(a_new != a)) L::store_i(v.arrival_s + b, a_new);
+}
+
+// The grid cells of a row, after their new eta and rate are written.
+KAITORO_ROW_KERNEL void finish_grid_row(const StepView& view, int sy) {
+    const StepView v = view;  // a private copy: the stores below cannot alias it
+    const int nx = v.nx;
+    const std::size_t i0 = std::size_t(sy) * std::size_t(v.snx) + std::size_t(v.pad);
+    const std::size_t g0 = std::size_t(sy - v.pad) * std::size_t(nx);
+    int gx = 0;
+#ifdef KAITORO_HAVE_VECTOR_LANES
+    for (; gx + VectorLanes::kWidth <= nx; gx += VectorLanes::kWidth)
+        record_cells<VectorLanes>(v, i0 + gx, g0 + gx);
+#endif
+    for (; gx < nx; ++gx) record_cells<ScalarLanes>(v, i0 + gx, g0 + gx);
+}
+
+void step_row(const StepView& v, int sy) {
+    if (sy == 0 || sy == v.sny - 1) {
+        for (int sx = 0; sx < v.snx; ++sx) step_border_cell(v, sx, sy);
+    } else {
+        step_border_cell(v, 0, sy);
+        step_inner_span(v, sy);
+        step_border_cell(v, v.snx - 1, sy);
+    }
+    const int gy = sy - v.pad;
+    if (gy >= 0 && gy < v.ny) finish_grid_row(v, sy);
+}
+
+bool plan_fits(const Simulation& sim) {
+    const SolverPlan& p = sim.plan;
+    return sim.snx > 0 && p.snx == sim.snx && p.sny == sim.sny &&
+           p.coef_e.size() == sim.solver_cells && sim.eta.size() == sim.solver_cells &&
+           sim.eta_prev.size() == sim.solver_cells && sim.rate.size() == sim.solver_cells &&
+           sim.height.size() == sim.bordered_cells && sim.max_height.size() == sim.bordered_cells &&
+           sim.arrival_s.size() == sim.bordered_cells &&
+           sim.source_height.size() == sim.grid_cells &&
+           sim.source_delay_s.size() == sim.grid_cells &&
+           sim.source_applied.size() == sim.grid_cells;
+}
+
+bool sim_arrays_fit(const Simulation& sim) {
+    return sim.snx > 0 && sim.eta.size() == sim.solver_cells &&
+           sim.eta_prev.size() == sim.solver_cells && sim.rate.size() == sim.solver_cells;
+}
+
+// Everything about the step that depends only on the masks and depths.
+void build_plan(const GridData* grid, Simulation* sim) {
+    SolverPlan& p = sim->plan;
+    const int snx = int(sim->snx), sny = int(sim->sny), pad = int(sim->pad);
+    const int nx = int(sim->nx), ny = int(sim->ny);
+    const std::size_t n = sim->solver_cells;
+    p.snx = 0;
+    p.sny = 0;
+    tsunami_xcalloc(p.coef_e, n);
+    tsunami_xcalloc(p.coef_n, n);
+    tsunami_xcalloc(p.coef_ne, n);
+    tsunami_xcalloc(p.coef_nw, n);
+    tsunami_xcalloc(p.self_coef, n);
+    tsunami_xcalloc(p.damping, std::size_t(pad + 1) * std::size_t(snx));
+    if (p.arrival_factor.size() != sim->grid_cells) {
+        tsunami_xcalloc(p.arrival_factor, sim->grid_cells);
+        tsunami_xcalloc(p.arrival_factor_depth, sim->grid_cells);
+    }
+
+    // Solidity and depth of every solver cell, looked up once. Every source edit resets the
+    // simulation, so the plan is built on both cores.
+    std::vector<std::uint8_t> solid(n);
+    std::vector<float> depth(n);
+#pragma omp parallel for schedule(static)
+    for (int sy = 0; sy < sny; ++sy)
+        for (int sx = 0; sx < snx; ++sx) {
+            const std::size_t i = std::size_t(sy) * snx + sx;
+            solid[i] = solver_solid_at_or_outside(grid, sim, sx, sy) ? 1 : 0;
+            depth[i] = solid[i] ? 0.0f : solver_depth_m(grid, sim, sx, sy);
+        }
+    auto solid_at = [&](int sx, int sy) {
+        return sx < 0 || sy < 0 || sx >= snx || sy >= sny || solid[std::size_t(sy) * snx + sx] != 0;
+    };
+    const bool have_hidden = grid->hidden.size() == grid->cell_count();
+    const bool have_override = grid->land_override.size() == grid->cell_count();
+    const bool have_solid = grid->solid.size() == grid->cell_count();
+    auto grid_solid = [&](int gx, int gy) {
+        return have_solid && grid->solid[std::size_t(gy) * nx + gx] != 0;
+    };
+
+#pragma omp parallel for schedule(static)
+    for (int sy = 0; sy < sny; ++sy) {
+        for (int sx = 0; sx < snx; ++sx) {
+            const std::size_t i = std::size_t(sy) * snx + sx;
+            if (solid[i]) continue;  // walls keep 0 everywhere: closed from both sides
+            const float d = depth[i];
+            auto edge = [&](int dx, int dy) -> float {
+                const int tx = sx + dx, ty = sy + dy;
+                if (solid_at(tx, ty)) return 0.0f;
+                if (dx != 0 && dy != 0 && (solid_at(sx + dx, sy) || solid_at(sx, sy + dy)) &&
+                    !diagonal_move_crosses_strait_transmission_zone(grid, sim, sx, sy, dx, dy))
+                    return 0.0f;
+                return open_coupling(d, depth[std::size_t(ty) * snx + tx]);
+            };
+            p.coef_e[i] = edge(1, 0);
+            p.coef_n[i] = edge(0, 1);
+            p.coef_ne[i] = edge(1, 1);
+            p.coef_nw[i] = edge(-1, 1);
+
+            // Coastal cells lose part of each reflection; the sign carries that flag so the
+            // current R can be applied at step time (the settings change it without a reset).
+            float cb = clamp_depth(d) / kCouplingScale;
+            const int gx = sx - pad, gy = sy - pad;
+            if (grid->in_grid(gx, gy)) {
+                const std::size_t g = std::size_t(gy) * nx + gx;
+                const bool hidden = have_hidden && grid->hidden[g] != 0;
+                const bool forced_sea = have_override && grid->land_override[g] == 0;
+                const bool coast =
+                    (gx > 0 && grid_solid(gx - 1, gy)) || (gx + 1 < nx && grid_solid(gx + 1, gy)) ||
+                    (gy > 0 && grid_solid(gx, gy - 1)) || (gy + 1 < ny && grid_solid(gx, gy + 1));
+                if (!grid_solid(gx, gy) && !hidden && !forced_sea && coast) cb = -cb;
+            }
+            p.self_coef[i] = cb;
+        }
+    }
+
+    for (int k = 0; k <= pad; ++k)
+        for (int sx = 0; sx < snx; ++sx) {
+            const int gx = sx - pad;
+            const int kx = gx < 0 ? -gx : (gx >= nx ? gx - nx + 1 : 0);
+            p.damping[std::size_t(k) * snx + sx] =
+                margin_damping(std::min(std::max(kx, k), pad), pad);
+        }
+
+    // The factor needs a pow per cell and depths rarely change between resets, so it is only
+    // recomputed where the depth differs from the one it was computed for.
+    const bool have_eff = grid->effective_depth_m.size() == grid->cell_count();
+    const std::int64_t cells = std::int64_t(sim->grid_cells);
+#pragma omp parallel for schedule(static)
+    for (std::int64_t g = 0; g < cells; ++g) {
+        const float h = clamp_depth(have_eff ? grid->effective_depth_m[g] : grid->depth_m[g]);
+        if (p.arrival_factor[g] != 0.0f && p.arrival_factor_depth[g] == h) continue;
+        p.arrival_factor[g] = station_shoreline_equiv_factor(h);
+        p.arrival_factor_depth[g] = h;
+    }
+
+    p.damped_cell =
+        (nx > kDampedCellX && ny > kDampedCellY) ? kDampedCellY * nx + kDampedCellX : -1;
+    p.snx = sim->snx;
+    p.sny = sim->sny;
+}
+
+}  // namespace
+
+Simulation create_simulation(const GridData* grid) {
+    Simulation sim;
+    if (!grid || grid->nx == 0 || grid->ny == 0) return sim;
+    sim.nx = grid->nx;
+    sim.ny = grid->ny;
+    sim.bordered_rows = grid->ny + 2;
+    sim.pad = kSolverPad;
+    sim.snx = grid->nx + 2 * kSolverPad;
+    sim.sny = grid->ny + 2 * kSolverPad;
+    sim.grid_cells = std::uint64_t(sim.nx) * sim.ny;
+    sim.bordered_cells = std::uint64_t(sim.bordered_rows) * sim.nx;
+    sim.solver_cells = std::uint64_t(sim.snx) * sim.sny;
+    tsunami_xcalloc(sim.eta, sim.solver_cells);
+    tsunami_xcalloc(sim.eta_prev, sim.solver_cells);
+    tsunami_xcalloc(sim.rate, sim.solver_cells);
+    tsunami_xcalloc(sim.height, sim.bordered_cells);
+    tsunami_xcalloc(sim.max_height, sim.bordered_cells);
+    tsunami_xcalloc(sim.arrival_s, sim.bordered_cells);
+    tsunami_xcalloc(sim.source_height, sim.grid_cells);
+    tsunami_xcalloc(sim.source_delay_s, sim.grid_cells);
+    tsunami_xcalloc(sim.source_applied, sim.grid_cells);
+    tsunami_xcalloc(sim.station_max_m, grid->station_count);
+    tsunami_xcalloc(sim.station_arrival_s, grid->station_count);
+    reset_simulation(grid, &sim);
+    return sim;
+}
+
+void reset_simulation(const GridData* grid, Simulation* sim) {
+    if (!sim) return;
+    auto zero = [](auto& v) { std::fill(v.begin(), v.end(), 0); };
+    zero(sim->eta);
+    zero(sim->eta_prev);
+    zero(sim->rate);
+    zero(sim->height);
+    zero(sim->max_height);
+    zero(sim->arrival_s);
+    zero(sim->source_height);
+    zero(sim->source_delay_s);
+    zero(sim->source_applied);
+    zero(sim->station_max_m);
+    zero(sim->station_arrival_s);
+    if (!grid || !sim_arrays_fit(*sim) || grid->nx != sim->nx || grid->ny != sim->ny) return;
+    build_plan(grid, sim);
+    // The plan marks exactly the cells the solid test calls solid (no wall coupling).
+    const float* self = sim->plan.self_coef.data();
+    float* eta = sim->eta.data();
+    for (std::size_t i = 0; i < sim->solver_cells; ++i)
+        if (self[i] == 0.0f) eta[i] = kWallEta;
+}
+
+void free_simulation(Simulation* sim) {
+    if (sim) *sim = Simulation{};
+}
+
+void simulate_one_step(const GridData* grid, Simulation* sim, int t_s) {
+    // The plan is built by create/reset; without one (a freed or hand-made value) there is
+    // nothing safe to step.
+    if (!grid || !sim || !plan_fits(*sim)) return;
+
+    // The new field is written over the one from two steps ago; every cell is written.
+    std::swap(sim->eta, sim->eta_prev);
+
+    const SolverPlan& p = sim->plan;
+    StepView v;
+    v.snx = int(sim->snx);
+    v.sny = int(sim->sny);
+    v.pad = int(sim->pad);
+    v.nx = int(sim->nx);
+    v.ny = int(sim->ny);
+    v.eta_prev = sim->eta_prev.data();
+    v.eta = sim->eta.data();
+    v.rate = sim->rate.data();
+    v.coef_e = p.coef_e.data();
+    v.coef_n = p.coef_n.data();
+    v.coef_ne = p.coef_ne.data();
+    v.coef_nw = p.coef_nw.data();
+    v.self_coef = p.self_coef.data();
+    v.damping = p.damping.data();
+    v.arrival_factor = p.arrival_factor.data();
+    v.height = sim->height.data();
+    v.max_height = sim->max_height.data();
+    v.arrival_s = sim->arrival_s.data();
+    v.source_height = sim->source_height.data();
+    v.source_delay_s = sim->source_delay_s.data();
+    v.source_applied = sim->source_applied.data();
+    v.damped_cell = p.damped_cell;
+    v.ghost_r = g_coast_reflection_absorb_enabled ? coastal_reflection_keep_per_step() : 1.0f;
+    v.t_s = t_s;
+    v.ramp_s = std::max(1, g_source_ramp_seconds);
+
+    const int sny = v.sny;
+#pragma omp parallel for schedule(static)
+    for (int sy = 0; sy < sny; ++sy) step_row(v, sy);
+}
+
+float global_height_decay_per_step() {
+    return kGlobalDecay;
+}
+
+void set_coastal_reflection_absorption(int enabled, float loss) {
+    g_coast_reflection_absorb_enabled = enabled != 0 ? 1 : 0;
+    g_coast_reflection_energy_loss = loss > 0.0f ? std::min(loss, 0.95f) : 0.0f;
+}
+
+int coastal_reflection_absorption_enabled() {
+    return g_coast_reflection_absorb_enabled;
+}
+
+float coastal_reflection_absorption_energy_loss() {
+    return g_coast_reflection_energy_loss;
+}
+
+float coastal_reflection_keep_per_step() {
+    const float r = std::sqrt(1.0f - g_coast_reflection_energy_loss);
+    return r > 0.05f ? std::min(r, 1.0f) : 0.05f;
+}
+
+int source_ramp_seconds() {
+    return g_source_ramp_seconds;
+}
+
+float station_shoreline_equiv_factor(float depth_m) {
+    double h = depth_m;
+    if (!(h >= 1.0)) h = 1.0;
+    if (h > 7000.0) h = 7000.0;
+    return float(9.145 / std::max(0.0001, 9.145 * std::pow(h, -0.25)));
+}
+
+float output_shoaling_factor() {
+    return 1.0f;
+}
+
+}  // namespace kaitoro
