@@ -9,6 +9,13 @@
 #include "core/stations.h"
 #include "core/status.h"
 #include "core/time_series.h"
+#include "render/colors.h"
+#include "render/scene.h"
+#include "render/viewport.h"
+#include "source_design/preset.h"
+#include "source_design/undo.h"
+#include "feed/feed_hooks.h"
+#include "render/install.h"
 
 namespace kaitoro {
 
@@ -114,6 +121,9 @@ int driver_add_virtual_stations() {
 }
 
 int driver_startup(int argc, char** argv) {
+    // The feed must be plugged in before step 4 loads and maps the observation points.
+    orvex_install_feed_hooks();
+    render_install_hooks();
     const char* data_path = argc > 1 ? argv[1] : "tsunami_data.bin";
     if (!file_exists(data_path)) {
         platform().message_box("Kaitoro",
@@ -122,6 +132,10 @@ int driver_startup(int argc, char** argv) {
                                MessageIcon::Error, MessageButtons::Ok);
         return 1;
     }
+    source_design_install_hooks();
+    viewport_install_node_tune_hooks();
+    g_preset_wave_display_coeff = &g_wave_display_coeff;  // presets carry these two
+    g_preset_wave_overlay_alpha = &g_wave_overlay_alpha;
     g_grid = load_grid_data(data_path);
     driver_load_default_overrides(data_path);
     driver_add_virtual_stations();
@@ -142,6 +156,7 @@ void driver_shutdown() {
     source_list_free(&g_sources);
     free_simulation(&g_sim);
     free_grid_data(&g_grid);
+    source_design_shutdown();  // the undo stack goes last
 }
 
 static void stop_at_transmit_limit() {

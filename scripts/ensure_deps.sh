@@ -7,9 +7,10 @@ set -euo pipefail
 KAITORO_PACKAGES=(
     g++ cmake ninja-build pkg-config
     libgtest-dev libgmock-dev libbenchmark-dev
-    libfreetype-dev fonts-liberation fonts-noto-cjk
+    libfreetype-dev fonts-liberation fonts-liberation2 fonts-noto-cjk
     qt6-base-dev libgl-dev xvfb xauth
     python3 libxml2-utils
+    nlohmann-json3-dev
 )
 
 kaitoro_missing_packages() {

@@ -7,6 +7,12 @@
 #include "core/sources.h"
 #include "core/status.h"
 #include "core/time_series.h"
+#include "render/viewport.h"
+#include "source_design/undo.h"
+#include "feed/feed_hooks.h"
+#include "quick_ff/ff_grid.h"
+#include "render/install.h"
+#include "shell/main_window.h"
 
 namespace kaitoro::testing {
 
@@ -30,13 +36,19 @@ void reset_all_globals() {
     g_orvex_realtime_start_qpc = 0;
     g_orvex_realtime_qpc_freq = 0;
     g_feed_hooks = {};
+    orvex_feed_reset_all_for_tests();
     g_auto_load_color_settings_hook = nullptr;
     g_source_undo_push_hook = nullptr;
     g_source_apply_metadata_hook = nullptr;
     g_reset_state_preserve_sources_hook = nullptr;
     set_coastal_reflection_absorption(1, 0.55f);
     g_source_ramp_seconds = 120;
+    source_design_reset_globals();
+    viewport_reset_globals();
     std::strcpy(g_status, kDefaultStatus);
+    render_reset_globals();
+    quick_ff_reset_globals();
+    shell_reset_globals();
     set_platform(nullptr);
 }
 
