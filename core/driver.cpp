@@ -9,13 +9,11 @@
 #include "core/stations.h"
 #include "core/status.h"
 #include "core/time_series.h"
-#include "render/colors.h"
-#include "render/scene.h"
-#include "render/viewport.h"
-#include "source_design/preset.h"
-#include "source_design/undo.h"
+// The composition root plugs the folders above the core into its hooks.
 #include "feed/feed_hooks.h"
 #include "render/install.h"
+#include "render/viewport.h"
+#include "source_design/undo.h"
 
 namespace kaitoro {
 
@@ -120,10 +118,16 @@ int driver_add_virtual_stations() {
     return added;
 }
 
-int driver_startup(int argc, char** argv) {
-    // The feed must be plugged in before step 4 loads and maps the observation points.
-    orvex_install_feed_hooks();
+// The folders above the core reach it only through hooks; plug them in before anything loads.
+static void driver_install_modules() {
+    orvex_install_feed_hooks();  // before the virtual stations load and map the points
     render_install_hooks();
+    source_design_install_hooks();
+    viewport_install_node_tune_hooks();
+}
+
+int driver_startup(int argc, char** argv) {
+    driver_install_modules();
     const char* data_path = argc > 1 ? argv[1] : "tsunami_data.bin";
     if (!file_exists(data_path)) {
         platform().message_box("Kaitoro",
@@ -132,10 +136,6 @@ int driver_startup(int argc, char** argv) {
                                MessageIcon::Error, MessageButtons::Ok);
         return 1;
     }
-    source_design_install_hooks();
-    viewport_install_node_tune_hooks();
-    g_preset_wave_display_coeff = &g_wave_display_coeff;  // presets carry these two
-    g_preset_wave_overlay_alpha = &g_wave_overlay_alpha;
     g_grid = load_grid_data(data_path);
     driver_load_default_overrides(data_path);
     driver_add_virtual_stations();

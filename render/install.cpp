@@ -4,6 +4,7 @@
 #include "feed/warning_check.h"
 #include "render/colors.h"
 #include "render/scene.h"
+#include "source_design/preset.h"
 
 namespace kaitoro {
 
@@ -19,6 +20,9 @@ void render_install_hooks() {
         g_auto_load_color_settings_hook = auto_load_color_settings;
     // The feed reads the scene's land/sea inversion.
     if (!g_orvex_landsea_inversion_hook) g_orvex_landsea_inversion_hook = landsea_inversion;
+    // Presets carry the wave display coefficient and opacity, which the scene owns.
+    g_preset_wave_display_coeff = &g_wave_display_coeff;
+    g_preset_wave_overlay_alpha = &g_wave_overlay_alpha;
 }
 
 void render_reset_globals() {
