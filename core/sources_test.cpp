@@ -88,9 +88,9 @@ TEST(SourceList, SlipNormalisation) {
 }
 
 TEST(ApplySources, SameDelayAddsOtherDelayReplacesLandIsSkipped) {
-    auto spec = make_ocean(10, 10, 100.0f);
-    fill_rect(spec, 0, 0, 9, 1, -5.0f);
-    GridData g = load_spec(spec);
+    auto layout = make_ocean(10, 10, 100.0f);
+    fill_rect(layout, 0, 0, 9, 1, -5.0f);
+    GridData g = load_spec(layout);
     Simulation sim = create_simulation(&g);
     SourceList list;
     source_list_append(&list, 3, 4, 1.0f, 60);

@@ -37,8 +37,8 @@ class FeedTest : public ::testing::Test {
         fake.exe_path = dir.file("kaitoro");
         set_platform(&fake);
     }
-    void install(const GridSpec& spec) {
-        install_grid(load_spec(spec));
+    void install(const GridSpec& layout) {
+        install_grid(load_spec(layout));
         use_fake_platform();
     }
     // A point whose coordinates round to cell (x, y). Returns its index.

@@ -58,7 +58,7 @@ private:
     std::string path_;
 };
 
-// Writes the spec to a temp file and loads it with load_grid_data.
+// Writes the grid layout to a temp file and loads it with load_grid_data.
 GridData load_spec(const GridSpec& g);
 
 }  // namespace kaitoro::testing

@@ -1,0 +1,315 @@
+// The desktop program's windows on Qt's offscreen platform, started the way the program
+// starts, with a scripted platform for dialogs and boxes. Events are sent as the toolkit
+// would deliver them; the checks are on the program's state and status line.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QImage>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTimerEvent>
+#include <QWheelEvent>
+#include <memory>
+#include <string>
+
+#include "app/main_window.h"
+#include "app/qt_keys.h"
+#include "app/qt_surface.h"
+#include "app/tool_window.h"
+#include "core/driver.h"
+#include "core/sources.h"
+#include "core/status.h"
+#include "feed/zone_assign.h"
+#include "quick_ff/placement.h"
+#include "render/viewport.h"
+#include "shell/quick_ff_window.h"
+#include "shell/settings.h"
+#include "shell/zone_assign_window.h"
+#include "source_design/node_tune.h"
+#include "source_design/source_cell.h"
+#include "tests/support/fake_platform.h"
+#include "tests/support/global_state.h"
+#include "tests/support/synthetic_grid.h"
+
+namespace kaitoro {
+namespace {
+
+// 120 x 80 cells 4000 m deep, land in columns 0..9, stations on the coast at rows 20, 30, 40.
+class DesktopTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        testing::reset_all_globals();
+        testing::GridSpec g = testing::make_ocean(120, 80, 4000.0f);
+        testing::fill_rect(g, 0, 0, 9, 79, -50.0f);
+        g.add_station(10, 20, 11);
+        g.add_station(10, 30, 12);
+        g.add_station(10, 40, 13);
+        const std::string path = dir_.file("grid.bin");
+        ASSERT_TRUE(testing::write_file_bytes(path, testing::encode_grid_file(g)));
+        fake_.exe_path = dir_.file("kaitoro");
+        set_platform(&fake_);
+        std::string arg0 = "kaitoro", arg1 = path;
+        char* argv[] = {arg0.data(), arg1.data()};
+        ASSERT_EQ(driver_startup(2, argv), 0);
+        window_ = std::make_unique<MainWindow>(make_ui_font());
+        install_shell_windows(window_.get());
+        window_->show();
+        QApplication::processEvents();
+    }
+    void TearDown() override {
+        window_->close();
+        window_.reset();
+        QApplication::processEvents();
+        driver_shutdown();
+        testing::reset_all_globals();
+    }
+
+    QPoint cell_pixel(int x, int y) {
+        int sx, sy;
+        viewport_cell_center(x, y, &sx, &sy);
+        return {sx, sy};
+    }
+    void mouse(QEvent::Type type, QPoint p, Qt::MouseButton button, Qt::MouseButtons buttons,
+               Qt::KeyboardModifiers mods = Qt::NoModifier) {
+        QMouseEvent e(type, QPointF(p), window_->mapToGlobal(QPointF(p)), button, buttons, mods);
+        QApplication::sendEvent(window_.get(), &e);
+    }
+    void key(QWidget* target, QEvent::Type type, int qt_key,
+             Qt::KeyboardModifiers mods = Qt::NoModifier) {
+        QKeyEvent e(type, qt_key, mods);
+        QApplication::sendEvent(target, &e);
+    }
+    void tick() {
+        QTimerEvent e(window_->run_timer_id());
+        QApplication::sendEvent(window_.get(), &e);
+    }
+    template <class W>
+    W* control(ControlWindow* w, int id) {
+        auto* tool = dynamic_cast<ToolWindow*>(w);
+        return tool ? qobject_cast<W*>(tool->control(id)) : nullptr;
+    }
+    std::string status() const { return g_status; }
+
+    testing::TempDir dir_;
+    testing::FakePlatform fake_;
+    std::unique_ptr<MainWindow> window_;
+};
+
+TEST_F(DesktopTest, TheWindowStartsWithItsCaptionSizeAndButtons) {
+    EXPECT_EQ(window_->windowTitle().toStdString(),
+              "Kaitoro - Default Coast Mask + Strong Absorber");
+    EXPECT_EQ(window_->width(), 1280);
+    EXPECT_EQ(window_->height(), 760);
+    EXPECT_EQ(window_->panel_button(0)->text().toStdString(), "Run / Pause");
+    EXPECT_EQ(window_->panel_button(8)->geometry(), QRect(1174, 720, 93, 28));
+    EXPECT_EQ(window_->panel_button(3)->focusPolicy(), Qt::NoFocus);
+    EXPECT_EQ(window_->ui_font().pixelSize(), 16);
+}
+
+TEST_F(DesktopTest, ADragOnTheMapPaintsNodesAndNamesTheStroke) {
+    mouse(QEvent::MouseButtonPress, cell_pixel(60, 40), Qt::LeftButton, Qt::LeftButton);
+    EXPECT_EQ(status().rfind("Started curved reverse-fault source at x=60 y=40", 0), 0u)
+        << status();
+    for (int x = 61; x <= 72; x += 2)
+        mouse(QEvent::MouseMove, cell_pixel(x, 42), Qt::NoButton, Qt::LeftButton);
+    EXPECT_EQ(status().rfind("Drawing sources... affected ", 0), 0u) << status();
+    mouse(QEvent::MouseButtonRelease, cell_pixel(72, 42), Qt::LeftButton, Qt::NoButton);
+    EXPECT_GT(g_sources.count, 10u);
+    EXPECT_EQ(status().rfind("Finished source stroke. Affected ", 0), 0u) << status();
+    EXPECT_NE(status().find("Total sources: " + std::to_string(g_sources.count) + "."),
+              std::string::npos);
+}
+
+TEST_F(DesktopTest, SpaceRunsAndTheModelTimeAdvancesOnTimerTicks) {
+    key(window_.get(), QEvent::KeyPress, Qt::Key_Space);
+    ASSERT_EQ(g_running, 1);
+    EXPECT_EQ(status(), "Running. ORVEX observation sync fixed wall-clock 1x active (+0s).");
+    tick();
+    tick();
+    EXPECT_EQ(g_time_s, 120);  // 4 steps of 15 s per tick
+    QTimerEvent other(window_->run_timer_id() + 1000);
+    QApplication::sendEvent(window_.get(), &other);
+    EXPECT_EQ(g_time_s, 120);
+    key(window_.get(), QEvent::KeyPress, Qt::Key_Space);
+    tick();
+    EXPECT_EQ(g_time_s, 120);
+    EXPECT_EQ(status(), "Paused.");
+}
+
+TEST_F(DesktopTest, CtrlWheelKeepsTheCellUnderThePointer) {
+    g_view_zoom = 2.0;
+    compute_viewport(window_->width(), window_->height());
+    const QPoint p = cell_pixel(35, 55) + QPoint(2, -1);
+    int gx0, gy0, gx, gy;
+    ASSERT_TRUE(screen_to_grid(p.x(), p.y(), &gx0, &gy0));
+    for (int i = 0; i < 4; ++i) {
+        QWheelEvent e(QPointF(p), window_->mapToGlobal(QPointF(p)), QPoint(), QPoint(0, 120),
+                      Qt::NoButton, Qt::ControlModifier, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(window_.get(), &e);
+    }
+    EXPECT_GT(g_view_zoom, 3.8);
+    ASSERT_TRUE(screen_to_grid(p.x(), p.y(), &gx, &gy));
+    EXPECT_EQ(gx, gx0);
+    EXPECT_EQ(gy, gy0);
+    EXPECT_EQ(status(), "View zoom 3.88x. Ctrl+drag to pan.");
+
+    const double zoom = g_view_zoom;  // a plain wheel is not a zoom
+    QWheelEvent plain(QPointF(p), window_->mapToGlobal(QPointF(p)), QPoint(), QPoint(0, 120),
+                      Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(window_.get(), &plain);
+    EXPECT_EQ(g_view_zoom, zoom);
+}
+
+TEST_F(DesktopTest, SettingsApplyRejectsSpeedZeroAndChangesNothing) {
+    window_->panel_button(7)->click();
+    ASSERT_NE(g_settings_hwnd, nullptr);
+    auto* settings = dynamic_cast<ToolWindow*>(g_settings_hwnd);
+    ASSERT_NE(settings, nullptr);
+    EXPECT_EQ(settings->windowTitle().toStdString(), "Tsunami Settings");
+    EXPECT_EQ(settings->size(), QSize(740, 930));
+
+    auto* slip = control<QLineEdit>(g_settings_hwnd, kSetEditSlip);
+    auto* speed = control<QLineEdit>(g_settings_hwnd, kSetEditSpeed);
+    ASSERT_TRUE(slip && speed);
+    EXPECT_EQ(slip->text().toStdString(), "1.00");
+    slip->setText("3.5");
+    speed->setText("0");
+    const std::string before = status();
+    control<QPushButton>(g_settings_hwnd, kSetApplyNumeric)->click();
+    ASSERT_EQ(fake_.boxes.size(), 1u);
+    EXPECT_EQ(fake_.boxes[0].title, "Invalid input");
+    EXPECT_EQ(fake_.boxes[0].text, "Speed must be an integer from 1 to 100 steps/frame.");
+    EXPECT_EQ(g_steps_per_frame, 4);
+    EXPECT_FLOAT_EQ(g_new_source_height_m, 1.0f);
+    EXPECT_EQ(status(), before);
+
+    speed->setText("12");
+    control<QPushButton>(g_settings_hwnd, kSetApplyNumeric)->click();
+    EXPECT_EQ(g_steps_per_frame, 12);
+    EXPECT_FLOAT_EQ(g_new_source_height_m, 3.5f);
+
+    // Switching pages from a page button replaces the controls under the pressed button.
+    control<QPushButton>(g_settings_hwnd, kSetPageColors)->click();
+    QApplication::processEvents();
+    auto* cell_colors = control<QPlainTextEdit>(g_settings_hwnd, kSetCellColorEdit);
+    ASSERT_NE(cell_colors, nullptr);
+    EXPECT_FALSE(cell_colors->toPlainText().isEmpty());
+    EXPECT_EQ(control<QLineEdit>(g_settings_hwnd, kSetEditSlip), nullptr);
+}
+
+TEST_F(DesktopTest, TheEditorRefusesAnInvalidCellByNameAndStaysOpen) {
+    key(window_.get(), QEvent::KeyPress, Qt::Key_S);
+    ASSERT_NE(g_quick_ff_hwnd, nullptr);
+    auto* editor = dynamic_cast<ToolWindow*>(g_quick_ff_hwnd);
+    ASSERT_NE(editor, nullptr);
+    EXPECT_EQ(editor->windowTitle().toStdString(), "Quick finite-fault grid editor");
+    auto* c3 = control<QPlainTextEdit>(g_quick_ff_hwnd, kQffFirstCell + 12);
+    ASSERT_NE(c3, nullptr);
+    EXPECT_EQ(c3->toPlainText().toStdString(), "1\n0\n15.0");
+
+    control<QPlainTextEdit>(g_quick_ff_hwnd, kQffFirstCell + 1)->setPlainText("2\nlater\n15");
+    control<QPushButton>(g_quick_ff_hwnd, kQffApplyPlacement)->click();
+    ASSERT_EQ(fake_.boxes.size(), 1u);
+    EXPECT_EQ(fake_.boxes[0].text,
+              "Invalid value in cell B1. Use three lines: slip / delay / dip, or slip,delay,dip.");
+    EXPECT_EQ(g_quick_ff_hwnd, editor);
+    EXPECT_TRUE(editor->isVisible());
+    EXPECT_EQ(g_quick_ff_place_mode, 0);
+
+    // The frame's close box takes the same path; fixed and confirmed, placement starts.
+    control<QPlainTextEdit>(g_quick_ff_hwnd, kQffFirstCell + 1)->setPlainText("2\n30\n15");
+    fake_.box_answers = {MessageAnswer::No, MessageAnswer::Yes};
+    editor->close();
+    EXPECT_EQ(g_quick_ff_hwnd, nullptr);
+    EXPECT_EQ(g_quick_ff_place_mode, 1);
+}
+
+TEST_F(DesktopTest, ShiftHoveringTwoStationsAndReleasingOpensTheZoneWindowForBoth) {
+    mouse(QEvent::MouseMove, cell_pixel(10, 20), Qt::NoButton, Qt::NoButton, Qt::ShiftModifier);
+    mouse(QEvent::MouseMove, cell_pixel(30, 25), Qt::NoButton, Qt::NoButton, Qt::ShiftModifier);
+    mouse(QEvent::MouseMove, cell_pixel(10, 30), Qt::NoButton, Qt::NoButton, Qt::ShiftModifier);
+    EXPECT_EQ(g_shift_zone_assign_count, 2);
+    key(window_.get(), QEvent::KeyRelease, Qt::Key_Shift);
+    ASSERT_NE(g_zone_assign_hwnd, nullptr);
+    auto* zone = dynamic_cast<ToolWindow*>(g_zone_assign_hwnd);
+    ASSERT_NE(zone, nullptr);
+    EXPECT_EQ(zone->windowTitle().toStdString(), "Assign forecast zone");
+    bool target_shown = false;
+    for (QLabel* l : zone->findChildren<QLabel*>())
+        target_shown = target_shown || l->text() == "Target: 2 station(s), first Obs #1";
+    EXPECT_TRUE(target_shown);
+
+    control<QLineEdit>(g_zone_assign_hwnd, kZoneIdEdit)->setText("12");
+    control<QLineEdit>(g_zone_assign_hwnd, kZoneNameEdit)->setText("");
+    control<QPushButton>(g_zone_assign_hwnd, kZoneApply)->click();
+    EXPECT_EQ(g_zone_assign_hwnd, nullptr);
+    EXPECT_EQ(g_grid.station_zone[0], 12);
+    EXPECT_EQ(g_grid.station_zone[1], 12);
+    EXPECT_EQ(g_grid.station_zone[2], 13);
+    EXPECT_EQ(status().rfind("Assigned 2 station(s) to zone 12: ", 0), 0u) << status();
+}
+
+TEST_F(DesktopTest, TheRenderedFrameHasTheMapLeftAndThePanelRight) {
+    const QImage frame = window_->grab().toImage();
+    ASSERT_EQ(frame.size(), QSize(1280, 760));
+    auto rgb = [&](QPoint p) { return frame.pixel(p) & 0xFFFFFFu; };
+    EXPECT_EQ(rgb(cell_pixel(60, 40)), 0x112C58u);  // open sea
+    EXPECT_EQ(rgb(cell_pixel(4, 40)), 0xB2A25Eu);   // land
+    EXPECT_EQ(rgb(cell_pixel(9, 40)), 0xD6C474u);   // coast
+    // 8 pixels a cell: the map fills 960 x 640, centred in the area left of the panel.
+    EXPECT_EQ(rgb(QPoint(480, 30)), 0x121216u);  // background above the map
+    EXPECT_EQ(rgb(QPoint(959, 300)), 0x112C58u);
+    EXPECT_EQ(rgb(QPoint(1275, 4)), 0x202026u);  // panel
+    EXPECT_EQ(rgb(QPoint(962, 300)), 0x202026u);
+    // The panel's heading is drawn in light text near its top-left.
+    int light = 0;
+    for (int y = 14; y < 36; ++y)
+        for (int x = 972; x < 1060; ++x) light += qGray(frame.pixel(x, y)) > 150;
+    EXPECT_GT(light, 20);
+}
+
+TEST(QtKeys, PhysicalKeysMapToTheProgramsCodes) {
+    EXPECT_EQ(key_code_from_qt(Qt::Key_A, Qt::ControlModifier), 'A');
+    EXPECT_EQ(key_code_from_qt(Qt::Key_NumberSign, Qt::ShiftModifier), '3');  // Shift+3
+    EXPECT_EQ(key_code_from_qt(Qt::Key_ParenRight, Qt::ShiftModifier), '0');
+    EXPECT_EQ(key_code_from_qt(Qt::Key_Minus, Qt::NoModifier), kKeyMinus);
+    EXPECT_EQ(key_code_from_qt(Qt::Key_Underscore, Qt::ShiftModifier), kKeyMinus);
+    EXPECT_EQ(key_code_from_qt(Qt::Key_Plus, Qt::ShiftModifier), kKeyPlusEquals);
+    EXPECT_NE(key_code_from_qt(Qt::Key_Plus, Qt::KeypadModifier), kKeyPlusEquals);
+    EXPECT_NE(key_code_from_qt(Qt::Key_5, Qt::KeypadModifier), '5');
+    EXPECT_EQ(key_code_from_qt(Qt::Key_Less, Qt::ShiftModifier), kKeyComma);
+    EXPECT_EQ(key_code_from_qt(Qt::Key_BraceRight, Qt::ShiftModifier), kKeyBracketRight);
+    EXPECT_EQ(key_code_from_qt(Qt::Key_Backtab, Qt::ShiftModifier), kKeyTab);
+    EXPECT_EQ(key_code_from_qt(Qt::Key_F5, Qt::NoModifier), 0);
+}
+
+TEST(QtSurface, ScalesWithoutSmoothingAndKeepsExclusiveEdges) {
+    QImage img(40, 20, QImage::Format_RGB32);
+    img.fill(Qt::black);
+    {
+        QPainter p(&img);
+        QtSurface s(&p, make_ui_font());
+        const std::uint32_t pixels[2] = {0xFF0000, 0x0000FF};
+        s.blit_scaled(pixels, 2, 1, 0, 0, 40, 20);
+        s.fill_rect(2, 2, 6, 5, 0x00FF00);
+        s.rectangle(20, 2, 30, 8, DrawPen{0xFFFFFF, 1, PenStyle::Solid}, DrawBrush::none());
+    }
+    auto rgb = [&](int x, int y) { return img.pixel(x, y) & 0xFFFFFFu; };
+    EXPECT_EQ(rgb(19, 15), 0xFF0000u);
+    EXPECT_EQ(rgb(20, 15), 0x0000FFu);
+    EXPECT_EQ(rgb(5, 4), 0x00FF00u);
+    EXPECT_EQ(rgb(6, 4), 0xFF0000u);
+    EXPECT_EQ(rgb(5, 5), 0xFF0000u);
+    EXPECT_EQ(rgb(20, 2), 0xFFFFFFu);
+    EXPECT_EQ(rgb(29, 7), 0xFFFFFFu);
+    EXPECT_EQ(rgb(30, 8), 0x0000FFu);
+    EXPECT_EQ(rgb(25, 5), 0x0000FFu);
+}
+
+}  // namespace
+}  // namespace kaitoro
