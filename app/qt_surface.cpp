@@ -1,6 +1,9 @@
 #include "app/qt_surface.h"
 
+#include <algorithm>
+
 #include <QFontDatabase>
+#include <QFontMetrics>
 #include <QPolygon>
 #include <cstring>
 #include <vector>
@@ -110,7 +113,12 @@ QFont make_ui_font() {
         return installed.contains(QString::fromUtf8(name), Qt::CaseInsensitive);
     });
     QFont font(QString::fromUtf8(family));
+    // "16 pixels high" is the height of a text line, not the em: CJK families have tall
+    // lines, so their em comes out smaller and the panel's lines still fit.
     font.setPixelSize(kUiFontPixelHeight);
+    const int line = QFontMetrics(font).height();
+    if (line > kUiFontPixelHeight)
+        font.setPixelSize(std::max(9, kUiFontPixelHeight * kUiFontPixelHeight / line));
     font.setWeight(QFont::Normal);
     font.setStyleHint(QFont::SansSerif);
     return font;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QFontMetrics>
 #include <QImage>
 #include <QKeyEvent>
 #include <QLabel>
@@ -108,7 +109,8 @@ TEST_F(DesktopTest, TheWindowStartsWithItsCaptionSizeAndButtons) {
     EXPECT_EQ(window_->panel_button(0)->text().toStdString(), "Run / Pause");
     EXPECT_EQ(window_->panel_button(8)->geometry(), QRect(1174, 720, 93, 28));
     EXPECT_EQ(window_->panel_button(3)->focusPolicy(), Qt::NoFocus);
-    EXPECT_EQ(window_->ui_font().pixelSize(), 16);
+    EXPECT_LE(QFontMetrics(window_->ui_font()).height(), 16);
+    EXPECT_GE(QFontMetrics(window_->ui_font()).height(), 13);
 }
 
 TEST_F(DesktopTest, ADragOnTheMapPaintsNodesAndNamesTheStroke) {
