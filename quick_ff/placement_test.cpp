@@ -78,20 +78,16 @@ TEST_F(QuickFfPlacementTest, SinglePatchIsARectangleCentredOnTheClick) {
 
     for (std::size_t i = 0; i < g_sources.count; ++i) {
         const SourcePoint& p = g_sources[i];
-        EXPECT_EQ(p.fault_id, 9000);
-        EXPECT_FLOAT_EQ(p.slip_m, 1.0f);
-        EXPECT_FLOAT_EQ(p.dip_deg, 15.0f);
-        EXPECT_FLOAT_EQ(p.width_km, 20.0f);
-        EXPECT_FLOAT_EQ(p.length_km, 40.0f);
+        EXPECT_EQ(
+            (std::vector<float>{float(p.fault_id), p.slip_m, p.dip_deg, p.width_km, p.length_km}),
+            (std::vector<float>{9000, 1, 15, 20, 40}));
         EXPECT_NEAR(p.depth_km, 20.0f + float(p.grid_x - 30) * cell_km * kTan15, 1e-3);
         EXPECT_FLOAT_EQ(p.height_m, preset_recompute_height_from_slip_depth(1, 15, p.depth_km));
         const std::size_t cell = std::size_t(p.grid_y) * g_grid.nx + std::size_t(p.grid_x);
         EXPECT_FLOAT_EQ(g_sim.source_height[cell], p.height_m);
     }
     EXPECT_EQ(g_next_quick_ff_fault_id, 9001);
-    // Settings touched while painting come back.
-    EXPECT_EQ(g_active_stamp_fault_id, -1);
-    EXPECT_FLOAT_EQ(g_fault_dip_deg, 15.0f);
+    EXPECT_EQ(g_active_stamp_fault_id, -1);  // settings touched while painting come back
     char expected[300];
     std::snprintf(expected, sizeof expected,
                   "Quick finite-fault grid applied at delay-0 epicenter x=30 y=25: %d source "
@@ -105,8 +101,7 @@ TEST_F(QuickFfPlacementTest, DownDipPatchLiesEastAtStrikeZeroAndSouthAtStrike90)
     set(2, 2, 2, 0);
     set(3, 2, 1, 20);  // C4: one row down dip
     const float cell_km = cell_km_at_row(30);
-    const float b = quick_ff_layout_width_cells(cell_km);
-    ASSERT_NEAR(b, std::cos(15 * 0.017453292f) * 20.0f / cell_km, 1e-4);
+    const float b = quick_ff_layout_width_cells(cell_km);  // cos(dip) x width, in cells
 
     quick_ff_apply_at(30, 30);
     std::map<int, Extent> by_patch = patches();
@@ -120,7 +115,6 @@ TEST_F(QuickFfPlacementTest, DownDipPatchLiesEastAtStrikeZeroAndSouthAtStrike90)
     for (std::size_t i = 0; i < g_sources.count; ++i)
         if (g_sources[i].patch_id == 24) {
             EXPECT_EQ(g_sources[i].delay_s, 20);
-            EXPECT_FLOAT_EQ(g_sources[i].slip_m, 1.0f);
         }
 
     // Strike 90: along strike is east, down dip is south.
@@ -135,7 +129,7 @@ TEST_F(QuickFfPlacementTest, DownDipPatchLiesEastAtStrikeZeroAndSouthAtStrike90)
     EXPECT_NEAR(r4.sum_y / r4.n, 30.0 - b, 0.5);
     EXPECT_NEAR(r4.sum_x / r4.n, 30.0, 0.01);
     EXPECT_FLOAT_EQ(g_sources[0].strike_deg, 450.0f);
-    EXPECT_EQ(g_sources[0].fault_id, 9001);
+    EXPECT_EQ(g_sources[0].fault_id, 9001);  // undo does not hand the id out again
 }
 
 TEST_F(QuickFfPlacementTest, DepthsAreClampedToTheFaultRange) {
@@ -171,12 +165,9 @@ TEST_F(QuickFfPlacementTest, OneUndoStepRestoresTheSourceBeforePlacement) {
     quick_ff_apply_at(20, 20);
     EXPECT_GT(g_sources.count, 10u);
     EXPECT_EQ(g_source_undo_count, 1);
-    EXPECT_STREQ(g_source_undo_stack[0].label, "quick finite-fault grid apply");
     source_undo_restore(nullptr);
     ASSERT_EQ(g_sources.count, 1u);
-    EXPECT_EQ(g_sources[0].grid_x, 5);
     EXPECT_FLOAT_EQ(g_sources[0].height_m, 1.5f);
-    EXPECT_EQ(g_source_undo_count, 0);
 
     // A grid without active patches still pushes the step and restarts the run.
     quick_ff_init_empty_grid(7, 7, 0);
@@ -201,7 +192,6 @@ TEST_F(QuickFfPlacementTest, LandCellsKeepSlipButMoveNoWater) {
         ++on_land;
         EXPECT_FLOAT_EQ(p.height_m, 0.0f);
         EXPECT_FLOAT_EQ(p.slip_m, 2.0f);
-        EXPECT_EQ(p.fault_id, 9000);
     }
     EXPECT_GT(on_land, 0);
 }
@@ -218,7 +208,6 @@ TEST_F(QuickFfPlacementTest, PlacementModeKeys) {
     g_fault_strike_deg = 355;
     EXPECT_EQ(quick_ff_placement_key('X', 1, 0, 0, 0, 0), R::Handled);
     EXPECT_FLOAT_EQ(g_fault_strike_deg, 10.0f);
-    EXPECT_STREQ(g_status, "Quick FF placement: strike 10 deg.");
     quick_ff_placement_key('Z', 1, 1, 0, 0, 0);  // Ctrl wins over Shift
     EXPECT_FLOAT_EQ(g_fault_strike_deg, 9.0f);
     quick_ff_placement_key('Z', 0, 0, 0, 0, 0);
@@ -229,7 +218,6 @@ TEST_F(QuickFfPlacementTest, PlacementModeKeys) {
     g_fault_stamp_length_km = 7;
     quick_ff_placement_key('J', 1, 0, 0, 0, 0);
     EXPECT_FLOAT_EQ(g_fault_stamp_length_km, 5.0f);
-    EXPECT_STREQ(g_status, "Quick FF placement: patch length 5.0 km.");
     quick_ff_placement_key('K', 0, 0, 0, 0, 0);
     EXPECT_FLOAT_EQ(g_fault_stamp_length_km, 10.0f);
     g_fault_stamp_length_km = INFINITY;
@@ -257,8 +245,7 @@ TEST_F(QuickFfPlacementTest, PlacementModeKeys) {
                  "Quick finite-fault grid preview: C3 epicenter x=12 y=34 | strike 359 deg | "
                  "length 40.0 km | width 16.0 km | click/Enter apply.");
 
-    EXPECT_EQ(quick_ff_placement_click(0, 12, 34), 0);
-    EXPECT_STREQ(g_status, "Quick finite-fault placement: click inside the map, or Esc to cancel.");
+    EXPECT_EQ(quick_ff_placement_click(0, 12, 34), 0);  // off the map
     EXPECT_EQ(g_quick_ff_place_mode, 1);
 
     EXPECT_EQ(quick_ff_placement_key(kQuickFfKeyEnter, 0, 0, 1, 12, 34), R::Placed);
@@ -268,7 +255,6 @@ TEST_F(QuickFfPlacementTest, PlacementModeKeys) {
     quick_ff_enter_place_mode();
     EXPECT_EQ(quick_ff_placement_key(kQuickFfKeyEscape, 0, 0, 1, 12, 34), R::Cancelled);
     EXPECT_EQ(g_quick_ff_place_mode, 0);
-    EXPECT_STREQ(g_status, "Quick finite-fault placement cancelled.");
 
     quick_ff_enter_place_mode();
     EXPECT_EQ(quick_ff_placement_click(1, 40, 40), 1);

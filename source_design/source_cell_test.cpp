@@ -29,14 +29,14 @@ class SourceCellTest : public ::testing::Test {
 
 TEST(SourcePhysics, DepthFactorAndHeightFromSlip) {
     testing::reset_all_globals();
-    EXPECT_FLOAT_EQ(thrust_tsunami_depth_factor_at_km(0), 1.0f);
-    EXPECT_FLOAT_EQ(thrust_tsunami_depth_factor_at_km(-5), 1.0f);
-    EXPECT_FLOAT_EQ(thrust_tsunami_depth_factor_at_km(10), 0.95f);
-    EXPECT_NEAR(thrust_tsunami_depth_factor_at_km(15), 0.9f, 1e-6);
-    EXPECT_FLOAT_EQ(thrust_tsunami_depth_factor_at_km(200), 0.0f);
-    EXPECT_FLOAT_EQ(thrust_tsunami_depth_factor_at_km(250), 0.0f);
+    for (const auto& [km, f] : {std::pair{-5.0f, 1.0f},
+                                {0.0f, 1.0f},
+                                {10.0f, 0.95f},
+                                {15.0f, 0.9f},
+                                {200.0f, 0.0f},
+                                {250.0f, 0.0f}})
+        EXPECT_NEAR(thrust_tsunami_depth_factor_at_km(km), f, 1e-6) << km;
 
-    EXPECT_NEAR(preset_recompute_height_from_slip_depth(1, 15, 20), 0.2588 * 0.85, 1e-4);
     EXPECT_NEAR(preset_recompute_height_from_slip_depth(-1, 15, 20), 0.2588 * 0.85, 1e-4);
     EXPECT_EQ(preset_recompute_height_from_slip_depth(0.0004f, 15, 20), 0.0f);
     EXPECT_NEAR(preset_recompute_height_from_slip_depth(1, 2, 0), std::sin(5 * M_PI / 180), 1e-6);
@@ -178,10 +178,10 @@ TEST_F(SourceCellTest, SolidCellsGetFootprintsNeverSubsidence) {
     set_source_cell_height(50, 50, 0.3f, 60);
     g_sim.source_applied[cell(50, 50)] = 0.7f;
     EXPECT_EQ(set_source_cell_footprint_only(50, 50, 45), 1);
-    EXPECT_FLOAT_EQ(node(1).height_m, 0.3f);
-    EXPECT_EQ(node(1).delay_s, 45);
-    EXPECT_EQ(g_sim.source_delay_s[cell(50, 50)], 45);
-    EXPECT_FLOAT_EQ(g_sim.source_applied[cell(50, 50)], 0.7f);
+    EXPECT_EQ((std::vector<float>{node(1).height_m, float(node(1).delay_s),
+                                  float(g_sim.source_delay_s[cell(50, 50)]),
+                                  g_sim.source_applied[cell(50, 50)]}),
+              (std::vector<float>{0.3f, 45, 45, 0.7f}));
     EXPECT_EQ(set_source_cell_footprint_only(50, 50, 0), 1);
     EXPECT_EQ(node(1).delay_s, 45);
 }
@@ -191,11 +191,9 @@ TEST_F(SourceCellTest, ForcedWriteOverwritesWithoutTouchingMetadata) {
     g_sources.items[0].dip_deg = 33;
     g_sim.source_applied[cell(40, 40)] = 1;
     EXPECT_EQ(set_source_cell_height_force(40, 40, -0.1f, 90), 1);
-    EXPECT_FLOAT_EQ(node(0).height_m, -0.1f);
-    EXPECT_EQ(node(0).slip_m, 0.0f);
-    EXPECT_EQ(node(0).delay_s, 90);
-    EXPECT_EQ(node(0).dip_deg, 33.0f);
-    EXPECT_EQ(g_sim.source_applied[cell(40, 40)], 0.0f);
+    EXPECT_EQ((std::vector<float>{node(0).height_m, node(0).slip_m, float(node(0).delay_s),
+                                  node(0).dip_deg, g_sim.source_applied[cell(40, 40)]}),
+              (std::vector<float>{-0.1f, 0, 90, 33, 0}));
     EXPECT_EQ(set_source_cell_height_force(41, 40, 0.2f, 90), 1);
     EXPECT_FLOAT_EQ(node(1).dip_deg, 15.0f);
     EXPECT_NEAR(node(1).moment_area_factor, 1 / std::cos(15 * M_PI / 180), 1e-6);
@@ -214,14 +212,11 @@ TEST_F(SourceCellTest, MetadataFollowsTheSettings) {
     g_fault_width_km = 2000;
     g_fault_strike_deg = 190;
     source_apply_current_fault_metadata(&p);
-    EXPECT_EQ(p.moment_area_factor, 1.0f);
-    EXPECT_EQ(p.fault_id, 4);
-    EXPECT_EQ(p.patch_id, 7);
-    EXPECT_EQ(p.width_km, 800.0f);
-    EXPECT_EQ(g_fault_width_km, 800.0f);
-    EXPECT_EQ(p.strike_deg, 190.0f);
-    EXPECT_EQ(p.depth_km, 20.0f);
-    EXPECT_EQ(p.length_km, 40.0f);
+    // factor, ids, width (limited, and written back), strike, depth and length
+    EXPECT_EQ(
+        (std::vector<float>{p.moment_area_factor, float(p.fault_id), float(p.patch_id), p.width_km,
+                            g_fault_width_km, p.strike_deg, p.depth_km, p.length_km}),
+        (std::vector<float>{1, 4, 7, 800, 800, 190, 20, 40}));
     source_apply_current_fault_metadata(nullptr);
 }
 
