@@ -1,6 +1,5 @@
 // A source painted with the brush, saved as a preset, runs headless through kaitoro-cli.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <array>
 #include <cstdio>
@@ -12,6 +11,7 @@
 #include "source_design/preset.h"
 #include "source_design/source_cell.h"
 #include "tests/support/global_state.h"
+#include "tests/support/run_command.h"
 #include "tests/support/synthetic_grid.h"
 
 namespace kaitoro {
@@ -19,22 +19,8 @@ namespace {
 
 using testing::TempDir;
 
-struct Result {
-    int code;
-    std::string out;
-};
-
-Result run(const std::string& cmd) {
-    Result r{-1, {}};
-    FILE* p = popen((cmd + " 2>&1").c_str(), "r");
-    if (!p) return r;
-    std::array<char, 4096> buf;
-    std::size_t n;
-    while ((n = fread(buf.data(), 1, buf.size(), p)) > 0) r.out.append(buf.data(), n);
-    const int st = pclose(p);
-    r.code = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-    return r;
-}
+using Result = testing::CommandResult;
+Result run(const std::string& cmd) { return testing::run_command(cmd); }
 
 const std::string kCli = KAITORO_CLI_PATH;
 

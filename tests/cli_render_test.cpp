@@ -1,7 +1,6 @@
 // kaitoro-cli run writing the max-wave image and the finite-fault slip map, end to end on a
 // synthetic grid; both images are read back with an independent PNG decoder.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <array>
 #include <cstdio>
@@ -10,6 +9,7 @@
 
 #include "core/geo.h"
 #include "tests/support/png_reader.h"
+#include "tests/support/run_command.h"
 #include "tests/support/synthetic_grid.h"
 
 namespace kaitoro {
@@ -17,22 +17,8 @@ namespace {
 
 using testing::TempDir;
 
-struct Result {
-    int code;
-    std::string out;
-};
-
-Result run(const std::string& cmd) {
-    Result r{-1, {}};
-    FILE* p = popen((cmd + " 2>&1").c_str(), "r");
-    if (!p) return r;
-    std::array<char, 4096> buf;
-    std::size_t n;
-    while ((n = fread(buf.data(), 1, buf.size(), p)) > 0) r.out.append(buf.data(), n);
-    const int st = pclose(p);
-    r.code = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-    return r;
-}
+using Result = testing::CommandResult;
+Result run(const std::string& cmd) { return testing::run_command(cmd); }
 
 const std::string kCli = KAITORO_CLI_PATH;
 

@@ -1,12 +1,12 @@
 // End-to-end runs of the kaitoro-cli binary on synthetic grids; result files are read back
 // with independent readers (Python's csv, json and XML parsers).
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <array>
 #include <cstdio>
 #include <string>
 
+#include "tests/support/run_command.h"
 #include "tests/support/synthetic_grid.h"
 
 namespace kaitoro {
@@ -14,22 +14,8 @@ namespace {
 
 using testing::TempDir;
 
-struct Result {
-    int code;
-    std::string out;
-};
-
-Result run(const std::string& cmd) {
-    Result r{-1, {}};
-    FILE* p = popen((cmd + " 2>&1").c_str(), "r");
-    if (!p) return r;
-    std::array<char, 4096> buf;
-    std::size_t n;
-    while ((n = fread(buf.data(), 1, buf.size(), p)) > 0) r.out.append(buf.data(), n);
-    const int st = pclose(p);
-    r.code = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-    return r;
-}
+using Result = testing::CommandResult;
+Result run(const std::string& cmd) { return testing::run_command(cmd); }
 
 const std::string kCli = KAITORO_CLI_PATH;
 

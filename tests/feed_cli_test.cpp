@@ -2,7 +2,6 @@
 // once with a week of start delay, held back by the wall clock without it, emptied by every
 // run. Lines are read back with a real JSON parser.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <array>
 #include <cstdio>
@@ -13,6 +12,7 @@
 #include <vector>
 
 #include "core/geo.h"
+#include "tests/support/run_command.h"
 #include "tests/support/synthetic_grid.h"
 
 namespace kaitoro {
@@ -21,22 +21,8 @@ namespace {
 using testing::TempDir;
 using Json = nlohmann::ordered_json;
 
-struct Result {
-    int code;
-    std::string out;
-};
-
-Result run(const std::string& cmd) {
-    Result r{-1, {}};
-    FILE* p = popen((cmd + " 2>&1").c_str(), "r");
-    if (!p) return r;
-    std::array<char, 4096> buf;
-    std::size_t n;
-    while ((n = fread(buf.data(), 1, buf.size(), p)) > 0) r.out.append(buf.data(), n);
-    const int st = pclose(p);
-    r.code = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-    return r;
-}
+using Result = testing::CommandResult;
+Result run(const std::string& cmd) { return testing::run_command(cmd); }
 
 std::vector<Json> read_outbox(const std::string& path) {
     const std::string text = testing::read_file_text(path);
