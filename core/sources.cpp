@@ -56,6 +56,8 @@ void normalize_source_slips(SourceList* list) {
 bool parse_source_csv_line(const char* line, int* x, int* y, float* height_m, int* delay_s) {
     int n = 0;
     if (std::sscanf(line, " %d , %d , %f , %d%n", x, y, height_m, delay_s, &n) != 4) return false;
+    // "nan" and "inf" parse as numbers but no displacement can be either.
+    if (!std::isfinite(*height_m)) return false;
     for (const char* p = line + n; *p; ++p)
         if (*p != ' ' && *p != '\t' && *p != '\r' && *p != '\n') return false;
     return true;

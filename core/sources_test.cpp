@@ -32,6 +32,8 @@ TEST(SourceCsv, LineParserAcceptsExactlyFourValues) {
     EXPECT_FALSE(parse_source_csv_line("3,4,1.5", &x, &y, &h, &d));
     EXPECT_FALSE(parse_source_csv_line("3;4;1.5;60", &x, &y, &h, &d));
     EXPECT_FALSE(parse_source_csv_line("3,4,1.5,60 x", &x, &y, &h, &d));
+    EXPECT_FALSE(parse_source_csv_line("3,4,nan,60", &x, &y, &h, &d));
+    EXPECT_FALSE(parse_source_csv_line("3,4,-inf,60", &x, &y, &h, &d));
 }
 
 TEST(SourceCsv, FileReaderSkipsHeaderCommentsAndBadLines) {
