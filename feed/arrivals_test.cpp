@@ -12,7 +12,9 @@ namespace kaitoro {
 namespace {
 
 using testing::FeedTest;
+using testing::expect_fields;
 using testing::Json;
+using testing::key_list;
 
 // The members of a packet and of one observation record, in the order they are written.
 constexpr char kHeaderKeys[] =
@@ -34,19 +36,6 @@ constexpr char kRecordKeys[] =
     "is_new_individual_max,peak_delta_dm,peak_delta_m,peak_update_scope,rise_m,rise_label,level_m,"
     "level_label,drawdown_m,drawdown_label,peak_m,peak_label,raw_live_m,raw_rise_m,raw_level_m,"
     "raw_peak_m,report_reason,arrival_threshold_m,arrival_condition";
-
-std::string key_list(const Json& j) {
-    std::string out;
-    for (const auto& [k, v] : j.items()) out += (out.empty() ? "" : ",") + k;
-    return out;
-}
-
-// Every member of `expected` (JSON text) is in `actual` with the same type and value.
-void expect_fields(const Json& actual, const char* expected) {
-    const Json want = Json::parse(expected);
-    for (const auto& [k, v] : want.items())
-        EXPECT_EQ(actual.contains(k) ? actual[k].dump() : "(missing)", v.dump()) << k;
-}
 
 class ArrivalTest : public FeedTest {
   protected:

@@ -8,7 +8,9 @@ namespace kaitoro {
 namespace {
 
 using testing::FeedTest;
+using testing::expect_fields;
 using testing::Json;
+using testing::key_list;
 
 // The members of a check message and of one zone record, in the order they are written.
 constexpr char kCheckKeys[] =
@@ -24,19 +26,6 @@ constexpr char kZoneKeys[] =
     "upgrade_effective_s,downgrade_decision,downgrade_effective_s,warning_decision,"
     "decision_effective_s,raw_max_m,observed_raw_max_m,observed_height_step,observed_height_rank,"
     "first_arrival_s,first_arrival_5min_s,first_arrival_time,downgrade_basis";
-
-std::string key_list(const Json& j) {
-    std::string out;
-    for (const auto& [k, v] : j.items()) out += (out.empty() ? "" : ",") + k;
-    return out;
-}
-
-// Every member of `expected` (JSON text) is in `actual` with the same type and value.
-void expect_fields(const Json& actual, const char* expected) {
-    const Json want = Json::parse(expected);
-    for (const auto& [k, v] : want.items())
-        EXPECT_EQ(actual.contains(k) ? actual[k].dump() : "(missing)", v.dump()) << k;
-}
 
 // Two zones side by side: 11 in the west, 12 in the east, land along the south.
 class WarningCheckTest : public FeedTest {
