@@ -7,6 +7,7 @@
 #include <memory>
 #include <vector>
 
+#include "core/safe_file.h"
 #include "core/solver.h"
 
 namespace kaitoro {
@@ -196,16 +197,16 @@ int count_land_overrides(const GridData* g) {
 
 int save_land_override_csv(const char* path, const GridData* g) {
     if (!g || !has_override(g)) return 0;
-    std::FILE* f = std::fopen(path, "wb");
-    if (!f) return 0;
+    SafeFile out(path);
+    if (!out) return 0;
+    std::FILE* f = out.get();
     std::fputs("grid_x,grid_y,mode\n", f);
     for (std::uint32_t y = 0; y < g->ny; ++y)
         for (std::uint32_t x = 0; x < g->nx; ++x) {
             const std::int8_t v = g->land_override[std::size_t(y) * g->nx + x];
             if (v == 0 || v == 1) std::fprintf(f, "%u,%u,%s\n", x, y, v == 1 ? "land" : "water");
         }
-    const bool ok = std::fflush(f) == 0 && !std::ferror(f);
-    return (std::fclose(f) == 0 && ok) ? 1 : 0;
+    return out.commit() ? 1 : 0;
 }
 
 int load_land_override_csv(GridData* g, const char* path) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "core/driver.h"
+#include "core/safe_file.h"
 #include "core/platform.h"
 #include "core/status.h"
 
@@ -286,8 +287,9 @@ const char* tsunami_height_color_hex(float h) {
 
 void write_station_file(const char* path, const GridData* grid, const Simulation* sim) {
     if (!path || !grid) return;
-    std::FILE* f = std::fopen(path, "wb");
-    if (!f) return;
+    SafeFile out(path);
+    if (!out) return;
+    std::FILE* f = out.get();
     put_bom(f);
     std::fputs(
         "station_no,grid_index,grid_x,grid_y,sample_grid_index,sample_grid_x,sample_grid_y,"
@@ -314,13 +316,14 @@ void write_station_file(const char* path, const GridData* grid, const Simulation
         std::fprintf(f, ",%.6g,%d,%s,%s\n", (double)max_m, station_arrival_of(sim, i),
                      tsunami_height_color_bin(max_m), tsunami_height_color_hex(max_m));
     }
-    std::fclose(f);
+    out.commit();
 }
 
 void write_forecast_zone_file(const char* path, const GridData* grid, const Simulation* sim) {
     if (!path || !grid) return;
-    std::FILE* f = std::fopen(path, "wb");
-    if (!f) return;
+    SafeFile out(path);
+    if (!out) return;
+    std::FILE* f = out.get();
 
     struct ZoneRow {
         float max_m = 0.0f;
@@ -368,7 +371,7 @@ void write_forecast_zone_file(const char* path, const GridData* grid, const Simu
                      z.station_count, tsunami_height_color_bin(z.max_m),
                      tsunami_height_color_hex(z.max_m));
     }
-    std::fclose(f);
+    out.commit();
 }
 
 std::string forecast_zone_path_for(const std::string& station_path) {

@@ -1,5 +1,7 @@
 #include "core/time_series.h"
 
+#include "core/safe_file.h"
+
 #include <cstdio>
 #include <new>
 #include <optional>
@@ -202,8 +204,9 @@ void time_series_record_current() {
 
 int write_time_series_csv_for_recorder(const char* path, const TimeSeriesRecorder* rec) {
     if (!path || !recorder_writable(rec)) return 0;
-    std::FILE* f = std::fopen(path, "wb");
-    if (!f) return 0;
+    SafeFile out(path);
+    if (!out) return 0;
+    std::FILE* f = out.get();
     const StationFacts st = station_facts(rec->station_index);
     std::fprintf(f, "# station_no,%d\n", rec->station_index + 1);
     std::fprintf(f, "# forecast_zone_id,%d\n", st.zone_id);
@@ -227,14 +230,14 @@ int write_time_series_csv_for_recorder(const char* path, const TimeSeriesRecorde
                      (double)s.positive_rise_m, s.positive_rise_m * 100.0,
                      (double)s.peak_positive_rise_m, s.peak_positive_rise_m * 100.0);
     }
-    const bool ok = std::ferror(f) == 0;
-    return (std::fclose(f) == 0 && ok) ? 1 : 0;
+    return out.commit() ? 1 : 0;
 }
 
 int write_time_series_svg_for_recorder(const char* path, const TimeSeriesRecorder* rec) {
     if (!path || !recorder_writable(rec)) return 0;
-    std::FILE* f = std::fopen(path, "wb");
-    if (!f) return 0;
+    SafeFile out(path);
+    if (!out) return 0;
+    std::FILE* f = out.get();
     const StationFacts st = station_facts(rec->station_index);
     const TimeSeriesSample* samples = rec->samples.data();
     const std::size_t n = rec->count;
@@ -331,8 +334,7 @@ int write_time_series_svg_for_recorder(const char* path, const TimeSeriesRecorde
     std::fputs("<text class=\"small\" x=\"306\" y=\"76\">peak positive rise</text>\n", f);
     std::fputs("</svg>\n", f);
 
-    const bool ok = std::ferror(f) == 0;
-    return (std::fclose(f) == 0 && ok) ? 1 : 0;
+    return out.commit() ? 1 : 0;
 }
 
 std::string make_station_timeseries_path(const std::string& base, int station_no,

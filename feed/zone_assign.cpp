@@ -1,5 +1,7 @@
 #include "feed/zone_assign.h"
 
+#include "core/safe_file.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -137,10 +139,10 @@ int zone_assign_write_csv(const char* path) {
         text += "\"\n";
         ++rows;
     }
-    std::FILE* f = std::fopen(path, "wb");
-    if (!f) return -1;
-    const bool ok = std::fwrite(text.data(), 1, text.size(), f) == text.size();
-    if (std::fclose(f) != 0 || !ok) return -1;
+    SafeFile out(path);
+    if (!out) return -1;
+    const bool ok = std::fwrite(text.data(), 1, text.size(), out.get()) == text.size();
+    if (!ok || !out.commit()) return -1;
     return rows;
 }
 

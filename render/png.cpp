@@ -1,5 +1,7 @@
 #include "render/png.h"
 
+#include "core/safe_file.h"
+
 #include <algorithm>
 #include <array>
 #include <new>
@@ -93,11 +95,11 @@ int png_write_rgb24_file(const char* path, const std::uint8_t* raster, int width
         return 0;
     }
 
-    std::FILE* f = std::fopen(path, "wb");
-    if (!f) return 0;
+    SafeFile file(path);
+    if (!file) return 0;
+    std::FILE* f = file.get();
     static const std::uint8_t kSignature[8] = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A};
     if (std::fwrite(kSignature, 1, 8, f) != 8) {
-        std::fclose(f);
         return 0;
     }
     std::uint8_t ihdr[13];
@@ -109,7 +111,6 @@ int png_write_rgb24_file(const char* path, const std::uint8_t* raster, int width
     ihdr[11] = 0;  // adaptive filtering, every row filter None
     ihdr[12] = 0;  // no interlace
     if (!png_write_chunk(f, "IHDR", ihdr, 13)) {
-        std::fclose(f);
         return 0;
     }
 
@@ -154,8 +155,7 @@ int png_write_rgb24_file(const char* path, const std::uint8_t* raster, int width
 
     bool ok = out == idat_len && png_write_chunk(f, "IDAT", z.data(), std::uint32_t(out));
     ok = ok && png_write_chunk(f, "IEND", nullptr, 0);
-    if (std::fclose(f) != 0) ok = false;
-    return ok ? 1 : 0;
+    return (ok && file.commit()) ? 1 : 0;
 }
 
 }  // namespace kaitoro
