@@ -33,6 +33,14 @@ TEST(SafeFile, TargetChangesOnlyOnASuccessfulCommit) {
     EXPECT_FALSE(std::filesystem::exists(path + ".partial"));
     EXPECT_FALSE(out.commit());  // once only
 
+    // A device is written in place, never replaced by a regular file.
+    SafeFile device("/dev/null");
+    ASSERT_TRUE(device);
+    std::fputs("x", device.get());
+    EXPECT_TRUE(device.commit());
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+    EXPECT_FALSE(std::filesystem::exists("/dev/null.partial"));
+
     SafeFile nowhere(dir.file("no/such/folder/x.csv").c_str());
     EXPECT_FALSE(nowhere);
     EXPECT_FALSE(nowhere.commit());
