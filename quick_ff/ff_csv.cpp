@@ -1,7 +1,6 @@
 #include "quick_ff/ff_csv.h"
 
 #include <strings.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
@@ -10,13 +9,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <optional>
 #include <sstream>
 #include <vector>
 
 #include "core/platform.h"
+#include "core/safe_file.h"
 #include "core/sources.h"
 #include "core/status.h"
 #include "quick_ff/ff_grid.h"
@@ -308,12 +307,6 @@ void read_line(Reader& rd, const char* raw) {
     read_matrix_line(rd, f);
 }
 
-// ---- writing ---------------------------------------------------------------------------
-
-std::string temp_path_for(const std::string& path) {
-    return path + ".tmp-" + std::to_string(::getpid());
-}
-
 }  // namespace
 
 std::string quick_ff_format_csv() {
@@ -352,18 +345,10 @@ std::string quick_ff_format_csv() {
 int quick_ff_write_csv_file(const char* path) {
     if (!path || !*path) return 0;
     const std::string text = quick_ff_format_csv();
-    const std::string tmp = temp_path_for(path);
-    FILE* fp = std::fopen(tmp.c_str(), "wb");
-    if (!fp) return 0;
-    const bool wrote = std::fwrite(text.data(), 1, text.size(), fp) == text.size();
-    const bool closed = std::fclose(fp) == 0;
-    std::error_code ec;
-    if (wrote && closed) {
-        std::filesystem::rename(tmp, path, ec);
-        if (!ec) return 1;
-    }
-    std::filesystem::remove(tmp, ec);
-    return 0;
+    SafeFile file(path);
+    if (!file) return 0;
+    const bool wrote = std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
+    return (wrote && file.commit()) ? 1 : 0;
 }
 
 int quick_ff_save_csv(void* owner_window) {

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "core/platform.h"
+#include "core/safe_file.h"
 
 namespace kaitoro {
 
@@ -278,10 +279,9 @@ void color_settings_default_path(char* path_out) {
 int auto_save_color_settings() {
     char path[kColorPathSize];
     color_settings_default_path(path);
-    // Written beside the target and renamed over it, so a crash never leaves half a file.
-    const std::string tmp = std::string(path) + ".tmp";
-    std::FILE* f = std::fopen(tmp.c_str(), "wb");
-    if (!f) return 0;
+    SafeFile out(path);
+    if (!out) return 0;
+    std::FILE* f = out.get();
     std::fprintf(f, "TSUNAMI_COLOR_SETTINGS_V1\n");
     std::fprintf(f, "cell_enabled=%d\n", g_cell_color_custom_enabled ? 1 : 0);
     std::fprintf(f, "cell_smooth=%d\n", g_cell_color_smooth ? 1 : 0);
@@ -296,12 +296,7 @@ int auto_save_color_settings() {
     write_color_keyframes_file_block(f, "COAST_BEGIN", "COAST_END",
                                      g_coast_color_custom_enabled ? g_coast_color_keys : nullptr,
                                      g_coast_color_key_count, kBuiltinCoastColorText);
-    const bool ok = !std::ferror(f);
-    if (std::fclose(f) != 0 || !ok || std::rename(tmp.c_str(), path) != 0) {
-        std::remove(tmp.c_str());
-        return 0;
-    }
-    return 1;
+    return out.commit() ? 1 : 0;
 }
 
 namespace {

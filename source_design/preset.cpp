@@ -12,6 +12,7 @@
 #include "core/driver.h"
 #include "core/fatal.h"
 #include "core/platform.h"
+#include "core/safe_file.h"
 #include "core/sources.h"
 #include "core/status.h"
 #include "source_design/brush.h"
@@ -260,18 +261,10 @@ int save_current_preset_file(const char* path) {
             double(p.strike_deg), double(p.depth_km), double(p.width_km), double(p.length_km));
     }
 
-    // Written beside the target and renamed over it, so a failed write never leaves a
-    // truncated preset where a good one was.
-    const std::string tmp = std::string(path) + ".part";
-    std::FILE* f = std::fopen(tmp.c_str(), "wb");
-    if (!f) return 0;
-    const bool wrote = std::fwrite(out.data(), 1, out.size(), f) == out.size();
-    const bool closed = std::fclose(f) == 0;
-    if (!wrote || !closed || std::rename(tmp.c_str(), path) != 0) {
-        std::remove(tmp.c_str());
-        return 0;
-    }
-    return 1;
+    SafeFile file(path);
+    if (!file) return 0;
+    const bool wrote = std::fwrite(out.data(), 1, out.size(), file.get()) == out.size();
+    return (wrote && file.commit()) ? 1 : 0;
 }
 
 int load_preset_file(const char* path, std::size_t* out_count) {
