@@ -1,5 +1,6 @@
 #include "core/geo.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace kaitoro {
@@ -12,6 +13,8 @@ constexpr float kRefRow = 270.0f;
 constexpr float kRefOrdinate = 0.6724051f;
 constexpr float kEarthRadiusKm = 6371.009f;
 constexpr float kCellKm = 5.72096f;
+constexpr double kPiD = 3.14159265358979323846;
+constexpr double kDegToRadD = kPiD / 180.0;
 }  // namespace
 
 void grid_xy_from_latlon(float lat_deg, float lon_deg, float* gx, float* gy) {
@@ -30,6 +33,18 @@ void latlon_from_grid_xy(float gx, float gy, float* lat_deg, float* lon_deg) {
     *lon_deg = (gx - kRefCol) * kCellKm / kEarthRadiusKm * 180.0f / kPi + kRefLon;
     const float ordinate = (gy - kRefRow) * kCellKm / kEarthRadiusKm + kRefOrdinate;
     *lat_deg = (2.0f * std::atan(std::exp(ordinate)) - kPi / 2.0f) * 180.0f / kPi;
+}
+
+float row_latitude_deg(float y) {
+    const double lat =
+        2.0 * std::atan(std::exp((double(y) - 270.0) * 5.72096 / 6371.009 + 0.6724051)) - kPiD / 2;
+    return float(lat / kDegToRadD);
+}
+
+float cell_km_at_row(float y) {
+    const double lat =
+        2.0 * std::atan(std::exp((double(y) - 270.0) * 5.72096 / 6371.009 + 0.6724051)) - kPiD / 2;
+    return float(std::max(0.01, 5.72096 * std::cos(lat)));
 }
 
 }  // namespace kaitoro

@@ -7,5 +7,9 @@ namespace kaitoro {
 void grid_xy_from_latlon(float lat_deg, float lon_deg, float* gx, float* gy);
 // The inverse, for labels and exports.
 void latlon_from_grid_xy(float gx, float gy, float* lat_deg, float* lon_deg);
+// Latitude of a (fractional) row, and the east-west size of its cells: 5.72096 km times the
+// cosine of that latitude, at least 0.01 km. Rows outside the grid extend the projection.
+float row_latitude_deg(float y);
+float cell_km_at_row(float y);
 
 }  // namespace kaitoro

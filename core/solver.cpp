@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "core/fatal.h"
+#include "core/geo.h"
 #include "core/masks.h"
 
 #ifdef _OPENMP
@@ -24,6 +25,7 @@ namespace kaitoro {
 int g_coast_reflection_absorb_enabled = 1;
 float g_coast_reflection_energy_loss = 0.55f;
 int g_source_ramp_seconds = 120;
+int g_true_wave_speed = 0;
 
 namespace {
 
@@ -419,13 +421,17 @@ void build_plan(const GridData* grid, Simulation* sim) {
             const std::size_t i = std::size_t(sy) * snx + sx;
             if (solid[i]) continue;  // walls keep 0 everywhere: closed from both sides
             const float d = depth[i];
+            const double row = double(sy - pad);
             auto edge = [&](int dx, int dy) -> float {
                 const int tx = sx + dx, ty = sy + dy;
                 if (solid_at(tx, ty)) return 0.0f;
                 if (dx != 0 && dy != 0 && (solid_at(sx + dx, sy) || solid_at(sx, sy + dy)) &&
                     !diagonal_move_crosses_strait_transmission_zone(grid, sim, sx, sy, dx, dy))
                     return 0.0f;
-                return open_coupling(d, depth[std::size_t(ty) * snx + tx]);
+                // An edge between rows takes the factor of the row between them, so both
+                // cells of the pair still see one coefficient.
+                return scaled_coupling(open_coupling(d, depth[std::size_t(ty) * snx + tx]),
+                                       row + 0.5 * dy);
             };
             p.coef_e[i] = edge(1, 0);
             p.coef_n[i] = edge(0, 1);
@@ -434,7 +440,7 @@ void build_plan(const GridData* grid, Simulation* sim) {
 
             // Coastal cells lose part of each reflection; the sign carries that flag so the
             // current R can be applied at step time (the settings change it without a reset).
-            float cb = clamp_depth(d) / kCouplingScale;
+            float cb = scaled_coupling(clamp_depth(d) / kCouplingScale, row);
             const int gx = sx - pad, gy = sy - pad;
             if (grid->in_grid(gx, gy)) {
                 const std::size_t g = std::size_t(gy) * nx + gx;
@@ -607,6 +613,21 @@ float station_shoreline_equiv_factor(float depth_m) {
 
 float output_shoaling_factor() {
     return 1.0f;
+}
+
+double true_speed_coupling_factor(double grid_row) {
+    constexpr double kG = 9.81, kDt = kModelStepSeconds;
+    // The stencil's Laplacian weighs the direct neighbours 1 and the diagonals w, which for a
+    // long wave adds up to (1 + 2 w) times the continuous one.
+    const double stencil = 1.0 + 2.0 * double(kDiagonalWeight);
+    const double dx_m = double(cell_km_at_row(float(grid_row))) * 1000.0;
+    return kG * kDt * kDt * double(kCouplingScale) / (stencil * dx_m * dx_m);
+}
+
+float scaled_coupling(float coef, double grid_row) {
+    if (!g_true_wave_speed) return coef;
+    const float k = float(true_speed_coupling_factor(grid_row));
+    return std::min(coef * k, kMaxStableCoupling);
 }
 
 }  // namespace kaitoro

@@ -62,6 +62,10 @@ struct Simulation {
 extern int g_coast_reflection_absorb_enabled;  // 1
 extern float g_coast_reflection_energy_loss;   // 0.55
 extern int g_source_ramp_seconds;              // 120
+// 0: the documented coupling (depth / 18000, the same at every latitude). 1: every coupling is
+// scaled by true_speed_coupling_factor so the scheme's long-wave speed is sqrt(g h) at the
+// cells' latitude. Read when the plan is built: change it, then reset the simulation.
+extern int g_true_wave_speed;
 
 Simulation create_simulation(const GridData* grid);
 void reset_simulation(const GridData* grid, Simulation* sim);
@@ -76,5 +80,17 @@ float coastal_reflection_keep_per_step();
 int source_ramp_seconds();
 float station_shoreline_equiv_factor(float depth_m);
 float output_shoaling_factor();
+
+// The factor k that makes the stencil's long-wave speed equal sqrt(g h) at solver row
+// `grid_row` (a grid row, fractional for edges between rows; rows outside the grid extend the
+// projection): k = g dt^2 18000 / ((1 + 2 w) dx^2), about 0.5028 / cos^2(latitude).
+double true_speed_coupling_factor(double grid_row);
+// A coupling coefficient as the plan stores it: `coef` scaled by the factor of `grid_row` when
+// true speed is on, and never above kMaxStableCoupling; `coef` itself when it is off.
+float scaled_coupling(float coef, double grid_row);
+// The leapfrog scheme with this 9-point stencil is stable for couplings up to 4 / (4 + 8 w)
+// = 0.4142 (the worst mode alternates along one axis). True speed could pass it over the
+// deepest water north of about 45.6 N, so it is held a little below.
+inline constexpr float kMaxStableCoupling = 0.40f;
 
 }  // namespace kaitoro

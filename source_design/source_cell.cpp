@@ -137,18 +137,6 @@ float node_area_factor_or_default(const SourcePoint& p, float dip_deg) {
 
 // --- Shared physics -----------------------------------------------------------------------
 
-float row_latitude_deg(float y) {
-    const double lat =
-        2.0 * std::atan(std::exp((double(y) - 270.0) * 5.72096 / 6371.009 + 0.6724051)) - kPi / 2;
-    return float(lat / kDegToRad);
-}
-
-float cell_km_at_row(float y) {
-    const double lat =
-        2.0 * std::atan(std::exp((double(y) - 270.0) * 5.72096 / 6371.009 + 0.6724051)) - kPi / 2;
-    return float(std::max(0.01, 5.72096 * std::cos(lat)));
-}
-
 float thrust_tsunami_depth_factor_at_km(float depth_km) {
     static constexpr float kDepth[] = {0, 10, 20, 40, 60, 70, 100, 150, 200};
     static constexpr float kFactor[] = {1.0f,  0.95f, 0.85f,  0.5f, 0.25f,

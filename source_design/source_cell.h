@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "core/geo.h"
 #include "core/sources.h"
 
 namespace kaitoro {
@@ -52,8 +53,6 @@ float node_area_factor_or_default(const SourcePoint& p, float dip_deg);
 
 // --- Shared physics ---------------------------------------------------------------------------
 
-float row_latitude_deg(float y);
-float cell_km_at_row(float y);
 float thrust_tsunami_depth_factor_at_km(float depth_km);
 // The strike-slip part fades below 10 km: min(1, exp(-0.07489331 (z - 10))) for z > 10, else 1.
 float strike_slip_depth_decay(float depth_km);

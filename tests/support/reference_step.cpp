@@ -62,13 +62,16 @@ struct Ref {
         const float value = neighbor_or_self_blocked(sx, sy, dx, dy, &blocked);
         const float d_p = solver_depth_m(grid, sim, sx, sy);
         float coef;
+        const double row = double(sy - pad);
         if (blocked) {
-            coef = std::clamp(d_p, 1.0f, 7000.0f) / 18000.0f;
+            coef = scaled_coupling(std::clamp(d_p, 1.0f, 7000.0f) / 18000.0f, row);
         } else {
             const float d_n = solver_depth_m(grid, sim, sx + dx, sy + dy);
             coef = std::clamp(std::sqrt(std::min(d_n, 7000.0f) * std::min(d_p, 7000.0f)), 1.0f,
                               7000.0f) /
                    18000.0f;
+            // Edges between rows take the factor of the row between them.
+            coef = scaled_coupling(coef, row + 0.5 * dy);
         }
         const float w = (dx != 0 && dy != 0) ? 0.70710677f : 1.0f;
         return (value - prev(sx, sy)) * w * coef;

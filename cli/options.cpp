@@ -1,0 +1,146 @@
+#include "cli/options.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "core/driver.h"
+#include "core/platform.h"
+#include "feed/arrivals.h"
+
+namespace kaitoro::cli {
+
+const char kUsage[] =
+    "usage: kaitoro-cli run  [GRID] [options]   run a scenario and write result tables\n"
+    "       kaitoro-cli info [GRID] [--grid PATH] print the grid's facts as JSON\n"
+    "\n"
+    "GRID defaults to data/tsunami_data.bin beside the program's source tree, else\n"
+    "tsunami_data.bin in the working directory.\n"
+    "\n"
+    "run options:\n"
+    "  --grid PATH            grid data file (same as GRID)\n"
+    "  --overrides CSV        land overrides (grid_x,grid_y,mode) instead of the default search\n"
+    "  --sources CSV          source points (grid_x,grid_y,height_m,delay_s); repeatable\n"
+    "  --demo-source          add a 4 m uplift patch off the Sanriku coast\n"
+    "  --preset FILE          load a preset (source and source-design settings) first; the\n"
+    "                         other source options add to its source\n"
+    "  --save-preset FILE     save the applied source and the settings as a preset\n"
+    "  --quick-ff FILE        place a finite-fault patch grid CSV (the editor's matrix file or\n"
+    "                         any form it loads) with its delay-0 cell at --epicenter\n"
+    "  --epicenter LAT,LON    epicentre in degrees for --quick-ff (e.g. 38.1,142.9)\n"
+    "  --strike DEG           strike of the finite fault, clockwise from north (default 0)\n"
+    "  --patch-length KM      patch length along strike (default: the file's, else 40)\n"
+    "  --patch-width KM       patch width down dip (default: the file's, else 20)\n"
+    "  --depth KM             depth of the fault at the epicentre (default 20)\n"
+    "  --station N            record the time series of station number N; repeatable\n"
+    "  --hours H              model hours to run (default 2)\n"
+    "  --steps N              model steps of 15 s to run (instead of --hours)\n"
+    "  --no-transmit-limit    run past the 60 h transmit-only limit\n"
+    "  --out DIR              output folder (default out)\n"
+    "  --max-wave-png FILE    after the run, write the max-wave image (the O key's) to FILE\n"
+    "  --wave-layer 0|1|2     wave layer of that image: 2 adds arrival contours (default 0)\n"
+    "  --slip-map-png FILE    write the finite-fault slip map of the placed patches to FILE\n"
+    "  --orvex-start-delay S  ORVEX start delay in seconds, 0..604800 (default 0); reports are\n"
+    "                         released when wall-clock time plus S reaches their model time,\n"
+    "                         so 604800 releases every report as soon as it is computed.\n"
+    "                         The outbox orvex_ws_outbox.jsonl is written into the output folder.\n";
+
+std::string default_grid_path() {
+#ifdef KAITORO_DEFAULT_GRID
+    if (file_exists(KAITORO_DEFAULT_GRID)) return KAITORO_DEFAULT_GRID;
+#endif
+    return "tsunami_data.bin";
+}
+
+double parse_number(const char* opt, const char* text) {
+    char* end = nullptr;
+    const double v = std::strtod(text, &end);
+    if (!*text || *end || !std::isfinite(v)) throw UsageError{std::string(opt) + " needs a number"};
+    return v;
+}
+
+RunOptions parse_run_options(int argc, char** argv, bool info) {
+    RunOptions o;
+    for (int i = 2; i < argc; ++i) {
+        const std::string a = argv[i];
+        auto value = [&]() -> const char* {
+            if (i + 1 >= argc) throw UsageError{a + " needs a value"};
+            return argv[++i];
+        };
+        if (a == "--grid") o.grid = value();
+        else if (!a.empty() && a[0] != '-' && o.grid.empty()) o.grid = a;
+        else if (info) throw UsageError{"unknown option for info: " + a};
+        else if (a == "--overrides") o.overrides = value();
+        else if (a == "--sources") o.sources.push_back(value());
+        else if (a == "--demo-source") o.demo_source = true;
+        else if (a == "--preset") o.preset = value();
+        else if (a == "--save-preset") o.save_preset = value();
+        else if (a == "--station") {
+            const double n = parse_number("--station", value());
+            if (n < 1 || n != std::floor(n)) throw UsageError{"--station needs a station number"};
+            o.stations.push_back(int(n));
+        } else if (a == "--hours") {
+            o.hours = parse_number("--hours", value());
+            if (o.hours < 0) throw UsageError{"--hours must not be negative"};
+        } else if (a == "--steps") {
+            const double n = parse_number("--steps", value());
+            if (n < 0 || n != std::floor(n)) throw UsageError{"--steps needs a whole number"};
+            o.steps = (long long)n;
+        } else if (a == "--no-transmit-limit") o.transmit_limit = false;
+        else if (a == "--out") o.out = value();
+        else if (a == "--max-wave-png") o.max_wave_png = value();
+        else if (a == "--slip-map-png") o.slip_map_png = value();
+        else if (a == "--wave-layer") {
+            const std::string v = value();
+            if (v != "0" && v != "1" && v != "2") throw UsageError{"--wave-layer needs 0, 1 or 2"};
+            o.wave_layer = v[0] - '0';
+        }
+        else if (a == "--orvex-start-delay") {
+            const double n = parse_number("--orvex-start-delay", value());
+            if (n < 0 || n > kOrvexMaxStartDelaySeconds || n != std::floor(n))
+                throw UsageError{"--orvex-start-delay must be an integer from 0 to 604800 seconds"};
+            o.orvex_start_delay_s = int(n);
+        }
+        else if (a == "--quick-ff") o.quick_ff = value();
+        else if (a == "--epicenter") {
+            const std::string v = value();
+            const std::size_t comma = v.find(',');
+            if (comma == std::string::npos) throw UsageError{"--epicenter needs LAT,LON"};
+            o.epicenter_lat = parse_number("--epicenter", v.substr(0, comma).c_str());
+            o.epicenter_lon = parse_number("--epicenter", v.substr(comma + 1).c_str());
+            if (std::fabs(o.epicenter_lat) > 90 || std::fabs(o.epicenter_lon) > 360)
+                throw UsageError{"--epicenter needs a latitude and longitude in degrees"};
+            o.has_epicenter = true;
+        } else if (a == "--strike") o.strike = parse_number("--strike", value());
+        else if (a == "--patch-length") {
+            o.patch_length = parse_number("--patch-length", value());
+            if (*o.patch_length <= 0) throw UsageError{"--patch-length must be above 0 km"};
+        } else if (a == "--patch-width") {
+            o.patch_width = parse_number("--patch-width", value());
+            if (*o.patch_width <= 0) throw UsageError{"--patch-width must be above 0 km"};
+        } else if (a == "--depth") {
+            o.depth = parse_number("--depth", value());
+            if (*o.depth < 0 || *o.depth > 700) throw UsageError{"--depth must be 0 to 700 km"};
+        }
+        else throw UsageError{"unknown option: " + a};
+    }
+    if (!o.quick_ff.empty() && !o.has_epicenter) throw UsageError{"--quick-ff needs --epicenter"};
+    if (o.quick_ff.empty() && (o.has_epicenter || o.strike || o.patch_length || o.patch_width ||
+                               o.depth))
+        throw UsageError{"--epicenter, --strike, --patch-*, --depth need --quick-ff"};
+    if (o.grid.empty()) o.grid = default_grid_path();
+    return o;
+}
+
+int start(const std::string& grid_path) {
+    if (!file_exists(grid_path.c_str())) {
+        std::fprintf(stderr, "Error: could not open data file: %s: No such file or directory\n",
+                     grid_path.c_str());
+        return 1;
+    }
+    char* args[] = {const_cast<char*>("kaitoro-cli"), const_cast<char*>(grid_path.c_str())};
+    return driver_startup(2, args);
+}
+
+}  // namespace kaitoro::cli

@@ -1,0 +1,51 @@
+// The options every subcommand shares, their parser and the usage text, so each command's
+// file holds only what the command does.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kaitoro::cli {
+
+extern const char kUsage[];
+
+// A bad command line: printed with the usage text, exit status 2.
+struct UsageError {
+    std::string message;
+};
+
+struct RunOptions {
+    std::string grid;
+    std::string overrides;
+    std::vector<std::string> sources;
+    std::vector<int> stations;
+    bool demo_source = false;
+    double hours = 2.0;
+    long long steps = -1;
+    bool transmit_limit = true;
+    std::string out = "out";
+    std::string preset, save_preset;
+    std::string max_wave_png;
+    int wave_layer = 0;
+    std::string slip_map_png;
+    int orvex_start_delay_s = 0;
+    std::string quick_ff;
+    bool has_epicenter = false;
+    double epicenter_lat = 0, epicenter_lon = 0;
+    std::optional<double> strike, patch_length, patch_width, depth;
+};
+
+std::string default_grid_path();
+// A number option's value; anything but a whole finite number is a usage error.
+double parse_number(const char* opt, const char* text);
+RunOptions parse_run_options(int argc, char** argv, bool info);
+// Start-up exactly as the desktop program does it, minus the window; 0 or the exit status.
+int start(const std::string& grid_path);
+std::string json_escape(const std::string& s);
+
+// The subcommands, one file each.
+int cmd_run(const RunOptions& o);
+int cmd_info(const RunOptions& o);
+
+}  // namespace kaitoro::cli

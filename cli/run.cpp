@@ -1,0 +1,297 @@
+// kaitoro-cli run: one scenario without a window, writing what the desktop's save commands write.
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/options.h"
+#include "core/driver.h"
+#include "core/geo.h"
+#include "core/masks.h"
+#include "core/platform.h"
+#include "core/sources.h"
+#include "core/stations.h"
+#include "core/status.h"
+#include "core/time_series.h"
+#include "feed/arrivals.h"
+#include "quick_ff/ff_csv.h"
+#include "quick_ff/ff_grid.h"
+#include "quick_ff/placement.h"
+#include "render/max_wave.h"
+#include "render/scene.h"
+#include "render/slip_map.h"
+#include "source_design/preset.h"
+#include "source_design/source_cell.h"
+
+namespace kaitoro::cli {
+
+namespace {
+
+// Answers every save dialog with the dialog's own default name inside the output folder, so
+// the headless run writes exactly what the desktop save commands write.
+// Answers the next save dialog with one chosen path (the image options name their file).
+class FixedPathPlatform : public HeadlessPlatform {
+public:
+    explicit FixedPathPlatform(std::string path) : path_(std::move(path)) {}
+    std::optional<std::string> save_file_dialog(const FileDialogRequest&) override {
+        return path_;
+    }
+
+private:
+    std::string path_;
+};
+
+class CliPlatform : public HeadlessPlatform {
+public:
+    explicit CliPlatform(std::string dir) : dir_(std::move(dir)) {}
+    std::optional<std::string> save_file_dialog(const FileDialogRequest& req) override {
+        return dir_ + "/" + req.default_name;
+    }
+    void beep(BeepKind) override {}
+
+private:
+    std::string dir_;
+};
+
+
+// A smooth 4 m uplift ellipse off Sanriku, long axis along the trench (north-south).
+int add_demo_source() {
+    float cx, cy;
+    grid_xy_from_latlon(38.3f, 143.2f, &cx, &cy);
+    int added = 0;
+    for (int dy = -30; dy <= 30; ++dy)
+        for (int dx = -12; dx <= 12; ++dx) {
+            const float r2 = float(dx * dx) / 144.0f + float(dy * dy) / 900.0f;
+            if (r2 > 1.0f) continue;
+            const int x = int(std::lround(cx)) + dx, y = int(std::lround(cy)) + dy;
+            if (!g_grid.in_grid(x, y) || g_grid.solid[std::size_t(y) * g_grid.nx + x]) continue;
+            source_list_append(&g_sources, x, y, 4.0f * (1.0f - r2), 0);
+            ++added;
+        }
+    return added;
+}
+
+// Loads a finite-fault grid and places it as the desktop placement does: the options given
+// override the patch size from the file, the epicentre is the grid's delay-0 cell.
+int place_quick_ff(const RunOptions& o) {
+    QuickFfLoadResult loaded;
+    if (!quick_ff_load_csv_file(o.quick_ff.c_str(), &loaded)) {
+        std::fprintf(stderr, "Error: could not open quick finite-fault file: %s\n",
+                     o.quick_ff.c_str());
+        return 1;
+    }
+    if (loaded.cells == 0) {
+        std::fprintf(stderr, "Error: %s: %s\n", o.quick_ff.c_str(), kQuickFfNoCellsMessage);
+        return 1;
+    }
+    if (o.strike) g_fault_strike_deg = float(wrap_degrees_360(*o.strike));
+    if (o.patch_length) g_fault_stamp_length_km = float(std::clamp(*o.patch_length, 5.0, 600.0));
+    if (o.patch_width) set_fault_width_km_value(float(*o.patch_width));
+    if (o.depth) g_source_depth_km = float(*o.depth);
+
+    float fx, fy;
+    grid_xy_from_latlon(float(o.epicenter_lat), float(o.epicenter_lon), &fx, &fy);
+    const long gx = std::lround(fx), gy = std::lround(fy);
+    if (!std::isfinite(fx) || !std::isfinite(fy) || !g_grid.in_grid(gx, gy)) {
+        std::fprintf(stderr, "Error: epicenter %.4f,%.4f lies outside the grid (x=%.1f y=%.1f)\n",
+                     o.epicenter_lat, o.epicenter_lon, double(fx), double(fy));
+        return 1;
+    }
+    int patches = 0;
+    for (const QuickFfCell& c : g_quick_ff_rows) patches += quick_ff_cell_active(c);
+    const int placed = quick_ff_apply_at(int(gx), int(gy));
+    if (placed == 0) {
+        std::fprintf(stderr,
+                     "Error: the finite fault in %s placed no source cells (%d active patch(es) "
+                     "at x=%ld y=%ld)\n",
+                     o.quick_ff.c_str(), patches, gx, gy);
+        return 1;
+    }
+    int er, ec;
+    quick_ff_find_epicenter_cell(&er, &ec, nullptr, nullptr);
+    std::printf(
+        "Quick finite fault %s: %d x %d grid, %d patch(es) of %.1f x %.1f km, strike %.0f, "
+        "depth %.1f km; epicenter cell %s at x=%ld y=%ld; %d source cell(s) placed; Mw %.2f.\n",
+        o.quick_ff.c_str(), g_quick_ff_grid_rows, g_quick_ff_grid_cols, patches,
+        double(g_fault_stamp_length_km), double(g_fault_width_km), double(g_fault_strike_deg),
+        double(g_source_depth_km), quick_ff_cell_name(er, ec).c_str(), gx, gy, placed,
+        double(current_moment_magnitude()));
+    return 0;
+}
+
+std::string format_hms(int t) {
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%02d:%02d:%02d", t / 3600, t / 60 % 60, t % 60);
+    return buf;
+}
+
+void progress(long long done, long long total, double rate) {
+    const int width = 30;
+    const int filled = total > 0 ? int(width * done / total) : width;
+    std::fprintf(stderr, "\r[%.*s%*s] %3d%%  t=%s  %.0f steps/s ", filled,
+                 "##############################", width - filled, "",
+                 total > 0 ? int(100 * done / total) : 100, format_hms(g_time_s).c_str(), rate);
+    std::fflush(stderr);
+}
+
+// What the feed wrote, and what is still waiting for the wall clock.
+void print_outbox_summary() {
+    int arrivals = 0, checks = 0, waiting = 0;
+    if (std::FILE* f = std::fopen(orvex_outbox_path(), "rb")) {
+        std::string line;
+        for (int c; (c = std::fgetc(f)) != EOF;) {
+            if (c != '\n') {
+                line += char(c);
+                continue;
+            }
+            arrivals += line.find("\"kind\":\"observation_arrival\"") != std::string::npos;
+            checks += line.find("\"kind\":\"warning_check\"") != std::string::npos;
+            line.clear();
+        }
+        std::fclose(f);
+    }
+    for (int k = 0; k < g_orvex_observation_event_count; ++k)
+        waiting += !g_orvex_observation_event_queue[std::size_t(k)].sent;
+    std::printf("ORVEX outbox %s: %d observation_arrival packet(s), %d warning_check(s); %d "
+                "report(s) waiting for the wall clock.\n",
+                orvex_outbox_path(), arrivals, checks, waiting);
+}
+
+// The image exports, through the same save commands as the desktop keys. False when one
+// failed (its status line is printed to stderr).
+bool save_images(const RunOptions& o) {
+    bool ok = true;
+    auto save = [&](const std::string& path, void (*command)(void*), const char* failure) {
+        FixedPathPlatform answer(path);
+        set_platform(&answer);
+        command(nullptr);
+        set_platform(nullptr);
+        const bool failed = std::strncmp(g_status, failure, std::strlen(failure)) == 0;
+        std::fprintf(failed ? stderr : stdout, "%s\n", g_status);
+        ok = ok && !failed;
+    };
+    if (!o.max_wave_png.empty()) {
+        g_wave_layer_mode = o.wave_layer;
+        save(o.max_wave_png, save_max_wave_png_dialog, "Failed to save max-wave PNG.");
+    }
+    if (!o.slip_map_png.empty())
+        save(o.slip_map_png, save_finite_fault_usgs_png_dialog,
+             "Failed to save finite-fault USGS-style PNG.");
+    return ok;
+}
+
+}  // namespace
+
+int cmd_run(const RunOptions& o) {
+    if (int rc = start(o.grid)) return rc;
+    g_orvex_transmit_mode = o.transmit_limit ? 1 : 0;
+    // The outbox goes with the run's other results, set before any reset empties it.
+    if (!orvex_set_outbox_directory(o.out.c_str())) {
+        std::fprintf(stderr, "Error: output folder path too long: %s\n", o.out.c_str());
+        return 1;
+    }
+    g_orvex_calc_start_delay_s = o.orvex_start_delay_s;
+
+    if (!o.overrides.empty()) {
+        if (!load_land_override_csv(&g_grid, o.overrides.c_str())) {
+            std::fprintf(stderr, "Error: could not open override file: %s\n", o.overrides.c_str());
+            return 1;
+        }
+        rebuild_mask_and_reset();
+    }
+    std::size_t loaded = 0;
+    if (!o.preset.empty()) {
+        if (!load_preset_file(o.preset.c_str(), &loaded)) {
+            std::fprintf(stderr, "Error: could not open preset file: %s\n", o.preset.c_str());
+            return 1;
+        }
+        std::printf("Loaded preset and applied %zu source point(s); rebuilt %d from slip+depth.\n",
+                    loaded, g_last_preset_recalculated_from_slip);
+    }
+    for (const std::string& s : o.sources) {
+        const std::size_t before = g_sources.count;
+        if (!load_sources_csv(&g_sources, s.c_str())) {
+            std::fprintf(stderr, "Error: could not open source file: %s\n", s.c_str());
+            return 1;
+        }
+        loaded += g_sources.count - before;
+    }
+    if (o.demo_source) loaded += std::size_t(add_demo_source());
+    if (!o.quick_ff.empty()) {
+        if (int rc = place_quick_ff(o)) return rc;
+    }
+    driver_reset_run();
+    if (!o.save_preset.empty()) {
+        if (!save_current_preset_file(o.save_preset.c_str())) {
+            std::fprintf(stderr, "Error: could not write preset file: %s\n", o.save_preset.c_str());
+            return 1;
+        }
+        std::printf("Saved preset: %s\n", o.save_preset.c_str());
+    }
+
+    for (std::size_t k = 0; k < o.stations.size(); ++k) {
+        const int idx = o.stations[k] - 1;
+        if (idx >= int(g_grid.station_count) || !station_is_enabled(&g_grid, idx)) {
+            std::fprintf(stderr, "kaitoro-cli: station %d is not an enabled station (1..%u)\n",
+                         o.stations[k], g_grid.station_count);
+            return 2;
+        }
+        time_series_add_station(idx, k == 0 ? 1 : 0);
+    }
+
+    std::error_code ec;
+    std::filesystem::create_directories(o.out, ec);
+    if (ec) {
+        std::fprintf(stderr, "Error: could not create output folder: %s: %s\n", o.out.c_str(),
+                     ec.message().c_str());
+        return 1;
+    }
+
+    const long long total =
+        o.steps >= 0 ? o.steps : (long long)std::ceil(o.hours * 3600.0 / kModelStepSeconds);
+    std::printf("Grid %s: %u x %u cells, %d enabled stations; %zu source point(s).\n",
+                o.grid.c_str(), g_grid.nx, g_grid.ny, count_enabled_stations(&g_grid),
+                g_sources.count);
+    const bool tty = isatty(2);
+    const auto t0 = std::chrono::steady_clock::now();
+    auto elapsed = [&] {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+    };
+    g_running = 1;
+    long long done = 0;
+    for (; done < total && g_running; ++done) {
+        advance_one_step();
+        if (tty && (done % 20 == 0 || done + 1 == total))
+            progress(done + 1, total, double(done + 1) / std::max(elapsed(), 1e-9));
+    }
+    if (tty) std::fputc('\n', stderr);
+    const double secs = elapsed();
+    if (!g_running && done < total) std::printf("%s\n", g_status);
+    g_running = 0;
+
+    CliPlatform cli_platform(o.out);
+    set_platform(&cli_platform);
+    save_station_csv_dialog(nullptr);
+    std::printf("%s\n", g_status);
+    if (g_ts_rec_count > 0) {
+        save_time_series_dialog(nullptr);
+        std::printf("%s\n", g_status);
+    }
+    set_platform(nullptr);
+
+    const bool images_ok = save_images(o);
+    print_outbox_summary();
+    std::printf("Model time %d s (%s), %lld steps in %.2f s, %.1f steps/s\n", g_time_s,
+                format_hms(g_time_s).c_str(), done, secs, secs > 0 ? double(done) / secs : 0.0);
+    driver_shutdown();
+    return images_ok ? 0 : 1;
+}
+
+}  // namespace kaitoro::cli
