@@ -33,6 +33,15 @@ const char kUsage[] =
     "  --patch-length KM      patch length along strike (default: the file's, else 40)\n"
     "  --patch-width KM       patch width down dip (default: the file's, else 20)\n"
     "  --depth KM             depth of the fault at the epicentre (default 20)\n"
+    "  --fault FILE           add a fault table (lat,lon,depth_km,strike_deg,dip_deg,rake_deg,\n"
+    "                         length_km,width_km,slip_m[,rupture_s,reference]) as an elastic-\n"
+    "                         dislocation (Okada 1985) source: uplift and subsidence; repeatable\n"
+    "  --horizontal-term      with --fault or --okada, add the sea-floor slope term of Tanioka\n"
+    "                         and Satake (1996): horizontal motion times the depth gradient\n"
+    "  --okada                place the --quick-ff patches as dislocation subfaults instead of\n"
+    "                         the slip-to-height stamps\n"
+    "  --true-speed           scale every coupling so waves travel at sqrt(g h) at each\n"
+    "                         latitude (off: the documented depth/18000 coupling)\n"
     "  --station N            record the time series of station number N; repeatable\n"
     "  --hours H              model hours to run (default 2)\n"
     "  --steps N              model steps of 15 s to run (instead of --hours)\n"
@@ -103,6 +112,10 @@ RunOptions parse_run_options(int argc, char** argv, bool info) {
             o.orvex_start_delay_s = int(n);
         }
         else if (a == "--quick-ff") o.quick_ff = value();
+        else if (a == "--fault") o.faults.push_back(value());
+        else if (a == "--true-speed") o.true_speed = true;
+        else if (a == "--okada") o.okada = true;
+        else if (a == "--horizontal-term") o.horizontal_term = true;
         else if (a == "--epicenter") {
             const std::string v = value();
             const std::size_t comma = v.find(',');
@@ -129,6 +142,9 @@ RunOptions parse_run_options(int argc, char** argv, bool info) {
     if (o.quick_ff.empty() && (o.has_epicenter || o.strike || o.patch_length || o.patch_width ||
                                o.depth))
         throw UsageError{"--epicenter, --strike, --patch-*, --depth need --quick-ff"};
+    if (o.okada && o.quick_ff.empty()) throw UsageError{"--okada needs --quick-ff"};
+    if (o.horizontal_term && o.faults.empty() && !o.okada)
+        throw UsageError{"--horizontal-term needs --fault or --okada"};
     if (o.grid.empty()) o.grid = default_grid_path();
     return o;
 }

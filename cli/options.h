@@ -34,6 +34,10 @@ struct RunOptions {
     bool has_epicenter = false;
     double epicenter_lat = 0, epicenter_lon = 0;
     std::optional<double> strike, patch_length, patch_width, depth;
+    std::vector<std::string> faults;  // fault tables, added as dislocation sources
+    bool true_speed = false;          // scale the coupling to sqrt(g h) at each latitude
+    bool okada = false;               // --quick-ff patches as dislocation subfaults
+    bool horizontal_term = false;     // add the horizontal-motion term on slopes
 };
 
 std::string default_grid_path();

@@ -27,6 +27,7 @@
 #include "render/max_wave.h"
 #include "render/scene.h"
 #include "render/slip_map.h"
+#include "source_design/fault_table.h"
 #include "source_design/preset.h"
 #include "source_design/source_cell.h"
 
@@ -78,6 +79,18 @@ int add_demo_source() {
     return added;
 }
 
+// The source's Mw as every summary line shows it: a fault table's standard Mw is labelled so.
+std::string source_mw_text() {
+    bool standard = false;
+    const double m0 = displayed_source_moment_nm(&standard);
+    char buf[64];
+    if (standard)
+        std::snprintf(buf, sizeof buf, "standard Mw %.2f", moment_magnitude_from_nm(m0));
+    else
+        std::snprintf(buf, sizeof buf, "Mw %.2f", double(moment_magnitude_from_m0(m0)));
+    return buf;
+}
+
 // Loads a finite-fault grid and places it as the desktop placement does: the options given
 // override the patch size from the file, the epicentre is the grid's delay-0 cell.
 int place_quick_ff(const RunOptions& o) {
@@ -118,11 +131,43 @@ int place_quick_ff(const RunOptions& o) {
     quick_ff_find_epicenter_cell(&er, &ec, nullptr, nullptr);
     std::printf(
         "Quick finite fault %s: %d x %d grid, %d patch(es) of %.1f x %.1f km, strike %.0f, "
-        "depth %.1f km; epicenter cell %s at x=%ld y=%ld; %d source cell(s) placed; Mw %.2f.\n",
+        "depth %.1f km; epicenter cell %s at x=%ld y=%ld; %d source cell(s) placed; %s.\n",
         o.quick_ff.c_str(), g_quick_ff_grid_rows, g_quick_ff_grid_cols, patches,
         double(g_fault_stamp_length_km), double(g_fault_width_km), double(g_fault_strike_deg),
         double(g_source_depth_km), quick_ff_cell_name(er, ec).c_str(), gx, gy, placed,
-        double(current_moment_magnitude()));
+        source_mw_text().c_str());
+    return 0;
+}
+
+// Each fault table as one more dislocation source. Rejected lines are listed on stderr; a
+// table that cannot be read or holds no valid subfault stops the run.
+int add_fault_tables(const RunOptions& o) {
+    for (const std::string& path : o.faults) {
+        FaultTable t;
+        std::string error;
+        if (!fault_table_load(path.c_str(), &t, &error)) {
+            std::fprintf(stderr, "Error: could not open fault table: %s: %s\n", path.c_str(),
+                         error.c_str());
+            return 1;
+        }
+        for (const std::string& r : t.rejected)
+            std::fprintf(stderr, "%s: %s\n", path.c_str(), r.c_str());
+        if (t.subfaults.empty()) {
+            std::fprintf(stderr, "Error: %s: no valid subfault\n", path.c_str());
+            return 1;
+        }
+        const FaultSourceResult r =
+            fault_sources_add_to_current(t.subfaults, FaultSourceOptions{}, "load fault table");
+        const double m0 = fault_table_moment_nm(t.subfaults);
+        const std::string name = t.meta("name");
+        std::printf("Fault table %s%s%s%s: %zu subfault(s), %zu line(s) rejected; %zu source "
+                    "point(s): %zu uplift (max %.2f m), %zu subsidence (min %.2f m); standard "
+                    "M0 %.3e N m, Mw %.2f.\n",
+                    path.c_str(), name.empty() ? "" : " (", name.c_str(), name.empty() ? "" : ")",
+                    t.subfaults.size(), t.rejected.size(), r.points, r.uplift,
+                    double(r.max_uplift_m), r.subsidence, double(r.max_subsidence_m), m0,
+                    moment_magnitude_from_nm(m0));
+    }
     return 0;
 }
 
@@ -190,7 +235,11 @@ bool save_images(const RunOptions& o) {
 }  // namespace
 
 int cmd_run(const RunOptions& o) {
+    // Read when the solver plan is built, which start-up and every reset do.
+    g_true_wave_speed = o.true_speed ? 1 : 0;
     if (int rc = start(o.grid)) return rc;
+    g_fault_horizontal_term = o.horizontal_term ? 1 : 0;
+    g_quick_ff_okada = o.okada ? 1 : 0;
     g_orvex_transmit_mode = o.transmit_limit ? 1 : 0;
     // The outbox goes with the run's other results, set before any reset empties it.
     if (!orvex_set_outbox_directory(o.out.c_str())) {
@@ -227,6 +276,7 @@ int cmd_run(const RunOptions& o) {
     if (!o.quick_ff.empty()) {
         if (int rc = place_quick_ff(o)) return rc;
     }
+    if (int rc = add_fault_tables(o)) return rc;
     driver_reset_run();
     if (!o.save_preset.empty()) {
         if (!save_current_preset_file(o.save_preset.c_str())) {
@@ -256,9 +306,12 @@ int cmd_run(const RunOptions& o) {
 
     const long long total =
         o.steps >= 0 ? o.steps : (long long)std::ceil(o.hours * 3600.0 / kModelStepSeconds);
-    std::printf("Grid %s: %u x %u cells, %d enabled stations; %zu source point(s).\n",
+    std::printf("Grid %s: %u x %u cells, %d enabled stations; %zu source point(s), %s.\n",
                 o.grid.c_str(), g_grid.nx, g_grid.ny, count_enabled_stations(&g_grid),
-                g_sources.count);
+                g_sources.count, source_mw_text().c_str());
+    std::printf("Wave speed: %s.\n", g_true_wave_speed
+                                         ? "true long-wave speed sqrt(g h) at each latitude"
+                                         : "documented coupling (depth/18000)");
     const bool tty = isatty(2);
     const auto t0 = std::chrono::steady_clock::now();
     auto elapsed = [&] {

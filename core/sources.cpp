@@ -108,15 +108,22 @@ void apply_sources_to_simulation(const GridData* grid, Simulation* sim, const So
 void (*g_source_apply_metadata_hook)(SourcePoint*) = nullptr;
 void (*g_source_undo_push_hook)(const char* label) = nullptr;
 void (*g_reset_state_preserve_sources_hook)() = nullptr;
+bool (*g_fault_table_load_hook)(const char* path) = nullptr;
 
 void load_source_csv_dialog(void*) {
     FileDialogRequest req;
     req.title = "Load source CSV";
     req.filters = {{"CSV source files", "*.csv"}, {"All files", "*.*"}};
+    if (g_fault_table_load_hook) req.filters.push_back({"Fault tables", "*.csv"});
     req.file_must_exist = true;
     req.path_must_exist = true;
     const auto path = platform().open_file_dialog(req);
     if (!path) return;
+    // Whatever filter was chosen, the file's own header decides what it is.
+    if (g_fault_table_load_hook && g_fault_table_load_hook(path->c_str())) {
+        platform().request_repaint();
+        return;
+    }
 
     const std::size_t before = g_sources.count;
     if (g_source_undo_push_hook) g_source_undo_push_hook("load source CSV");

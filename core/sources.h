@@ -66,5 +66,8 @@ void load_source_csv_dialog(void* window);
 extern void (*g_source_undo_push_hook)(const char* label);
 extern void (*g_source_apply_metadata_hook)(SourcePoint* point);
 extern void (*g_reset_state_preserve_sources_hook)();
+// The load dialog also takes fault tables (recognised by their header line); when linked in,
+// this loads one and returns true, or returns false for any other file.
+extern bool (*g_fault_table_load_hook)(const char* path);
 
 }  // namespace kaitoro

@@ -62,6 +62,7 @@ void quick_ff_reset_globals() {
     g_quick_ff_slip_percent = 100.0f;
     g_quick_ff_bulk_dip_deg = 15.0f;
     g_next_quick_ff_fault_id = 9000;
+    g_quick_ff_okada = 0;
     g_quick_ff_place_mode = 0;
 }
 

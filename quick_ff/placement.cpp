@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <vector>
 
 #include "core/driver.h"
 #include "core/status.h"
 #include "quick_ff/ff_grid.h"
+#include "source_design/fault_table.h"
 #include "source_design/source_cell.h"
 #include "source_design/undo.h"
 
@@ -14,6 +16,7 @@ namespace kaitoro {
 
 int g_next_quick_ff_fault_id = 9000;
 int g_quick_ff_place_mode = 0;
+int g_quick_ff_okada = 0;
 
 namespace {
 
@@ -46,6 +49,7 @@ void quick_ff_adjust_width_only(float delta_km) {
 }
 
 int quick_ff_apply_at(int gx, int gy) {
+    if (g_quick_ff_okada) return quick_ff_apply_okada_at(gx, gy);
     source_undo_push("quick finite-fault grid apply");
 
     const int fault_id = g_next_quick_ff_fault_id++;
@@ -133,6 +137,60 @@ int quick_ff_apply_at(int gx, int gy) {
         "patch cell(s). Epicenter cell=%s. Depth is computed from the displayed down-dip axis "
         "relative to that delay-0 cell.",
         gx, gy, placed, patches, quick_ff_cell_name(epi_row, epi_col).c_str());
+    return placed;
+}
+
+int quick_ff_apply_okada_at(int gx, int gy) {
+    const double theta = wrap_degrees_360(g_fault_strike_deg) * double(kDegToRad);
+    const double s = std::sin(theta), c = std::cos(theta);
+    const double cell_km = cell_km_at_row(float(gy));
+    int epi_row, epi_col;
+    float ea, ed;
+    quick_ff_find_epicenter_cell(&epi_row, &epi_col, &ea, &ed);
+    const double width = fault_width_km_sanitized();
+    const double top_depth = std::isfinite(g_source_depth_km) ? g_source_depth_km : 0.0;
+    const double ss = strike_slip_share(), thrust = thrust_share();
+    const double rake = std::atan2(thrust, -double(g_strike_slip_sense) * ss) / double(kDegToRad);
+
+    std::vector<Subfault> subfaults;
+    int patches = 0;
+    for (std::size_t i = 0; i < g_quick_ff_rows.size(); ++i) {
+        const QuickFfCell& patch = g_quick_ff_rows[i];
+        if (!quick_ff_cell_active(patch)) continue;
+        ++patches;
+        const double dip = quick_ff_clamp_dip(patch.dip_deg);
+        const double sd = std::sin(dip * double(kDegToRad)), cd = std::cos(dip * double(kDegToRad));
+        const double along_km = double(patch.along_offset - ea) * g_fault_stamp_length_km;
+        const double down = double(patch.dip_offset - ed);
+        const double down_km = down * width * cd;
+        // Strike runs along (s, c) in (column, row); down dip is (c, -s).
+        const float cx = float(gx + (s * along_km + c * down_km) / cell_km);
+        const float cy = float(gy + (c * along_km - s * down_km) / cell_km);
+        Subfault f;
+        float lat, lon;
+        latlon_from_grid_xy(cx, cy, &lat, &lon);
+        f.fault.lat_deg = lat;
+        f.fault.lon_deg = lon;
+        f.fault.depth_km = std::max(top_depth + down * width * sd, 0.5 * width * sd);
+        f.fault.strike_deg = wrap_degrees_360(g_fault_strike_deg);
+        f.fault.dip_deg = dip;
+        f.fault.rake_deg = rake;
+        f.fault.length_km = g_fault_stamp_length_km;
+        f.fault.width_km = width;
+        f.fault.slip_m = patch.slip_m;
+        f.rupture_s = patch.delay_s;
+        f.line = int(i) + 1;
+        subfaults.push_back(f);
+    }
+    const int placed = int(fault_sources_add_to_current(subfaults, FaultSourceOptions{},
+                                                        "quick finite-fault grid apply")
+                               .points);
+    bool standard = false;
+    const double mw = moment_magnitude_from_nm(displayed_source_moment_nm(&standard));
+    set_status(
+        "Quick finite-fault grid applied as dislocations at delay-0 epicenter x=%d y=%d: %d "
+        "source cell(s), %d patch subfault(s), standard Mw %.2f. Epicenter cell=%s.",
+        gx, gy, placed, patches, mw, quick_ff_cell_name(epi_row, epi_col).c_str());
     return placed;
 }
 

@@ -8,6 +8,9 @@ namespace kaitoro {
 
 extern int g_next_quick_ff_fault_id;  // 9000, grows by one per placement
 extern int g_quick_ff_place_mode;     // 1 while the mouse is the epicentre
+// 0: patches become the documented slip-to-height stamps. 1: every enabled patch becomes an
+// elastic-dislocation subfault (uplift and subsidence) instead.
+extern int g_quick_ff_okada;
 
 // Down-dip spacing of grid rows in map cells at a row of cell_km kilometres per cell.
 float quick_ff_layout_width_cells(float cell_km);
@@ -17,6 +20,11 @@ void quick_ff_adjust_width_only(float delta_km);
 // Places the grid with its epicentre at cell (gx, gy); returns the number of source cells
 // written. Pushes one undo step and restarts the run with the new source.
 int quick_ff_apply_at(int gx, int gy);
+// The dislocation form of the placement: one subfault per enabled patch, centred where the
+// stamp would be, its centroid depth the source depth plus the patch's down-dip offset times
+// W sin(dip) (never so shallow that the top edge leaves the sea floor), rake 90 turned towards
+// strike-slip by the strike-slip share and sense, and the patch's delay as its rupture time.
+int quick_ff_apply_okada_at(int gx, int gy);
 
 // Placement mode starts (after the editor closes): sanitises the width, shows the hint.
 void quick_ff_enter_place_mode();

@@ -15,6 +15,7 @@
 #include "render/scene.h"
 #include "render/viewport.h"
 #include "source_design/brush.h"
+#include "source_design/fault_table.h"
 #include "source_design/source_cell.h"
 
 namespace kaitoro {
@@ -196,9 +197,15 @@ void draw_info_panel(DrawSurface* surface, const SceneWindow* window) {
         draw_text_line(surface, x, &y, "Mode: ORVEX transmit-only render");
         panel_line(surface, x, &y, "Transmit-only sim cap: %d h", kTransmitLimitSeconds / 3600);
     }
-    const double m0 = current_seismic_moment_nm();
-    panel_line(surface, x, &y, "Slip input %.2fm -> Mw %.2f, M0 %.2e",
-               double(g_new_source_height_m), double(moment_magnitude_from_m0(m0)), m0);
+    bool standard = false;
+    const double m0 = displayed_source_moment_nm(&standard);
+    if (standard)  // a fault table's moment is its own, not one derived from the heights
+        panel_line(surface, x, &y, "Fault table: standard Mw %.2f, M0 %.2e",
+                   moment_magnitude_from_nm(m0), m0);
+    else
+        panel_line(surface, x, &y, "Slip input %.2fm -> Mw %.2f, M0 %.2e",
+                   double(g_new_source_height_m), double(moment_magnitude_from_m0(m0)), m0);
+    if (g_true_wave_speed) draw_text_line(surface, x, &y, "Wave speed: true sqrt(g h)");
 
     // Peak estimate from the slip input, as the source design computes it for one dab.
     const double slip = g_new_source_height_m;

@@ -20,9 +20,12 @@
 #include "render/colors.h"
 #include "render/scene.h"
 #include "render/viewport.h"
+#include "quick_ff/placement.h"
 #include "source_design/brush.h"
+#include "source_design/fault_table.h"
 #include "source_design/preset.h"
 #include "source_design/source_cell.h"
+#include "source_design/undo.h"
 
 namespace kaitoro {
 
@@ -145,11 +148,11 @@ std::vector<ControlSpec> main_page() {
         {{"Coast absorb", kSetCoastAbsorb},
          {"Bilateral", kSetBilateral},
          {"Reset delay", kSetResetDelay},
-         {nullptr, 0}},
+         {"True speed", kSetTrueSpeed}},
         {{"Source markers", kSetSourceMarkers},
          {"Coast markers", kSetCoastMarkers},
          {"Station rings", kSetStationRings},
-         {nullptr, 0}},
+         {"FF as Okada", kSetOkadaPlacement}},
         {{"Flip X", kSetFlipX},
          {"Flip Y", kSetFlipY},
          {"Coast guard", kSetCoastGuard},
@@ -392,6 +395,20 @@ bool main_page_toggle(int id) {
             status_192("Rupture delay mode = %s.",
                        g_bilateral_rupture ? "bilateral" : "unilateral");
             break;
+        case kSetTrueSpeed:
+            // The coupling lives in the solver plan, so the run restarts with the source kept.
+            g_true_wave_speed = !g_true_wave_speed;
+            reset_state_preserve_sources();
+            status_192("Wave speed = %s; run restarted at 0 s.",
+                       g_true_wave_speed ? "true sqrt(g h) at each latitude"
+                                         : "documented coupling (depth/18000)");
+            break;
+        case kSetOkadaPlacement:
+            g_quick_ff_okada = !g_quick_ff_okada;
+            status_192("Quick finite-fault placement = %s.",
+                       g_quick_ff_okada ? "elastic dislocation (Okada) subfaults"
+                                        : "slip-to-height stamps");
+            break;
         case kSetResetDelay:
             g_rupture_delay_cursor_s = 0.0f;
             status_192("Rupture delay cursor reset to 0 s.");
@@ -627,12 +644,16 @@ void handle_settings_command(ControlWindow* window, int id) {
 void settings_refresh() {
     ControlWindow* w = g_settings_hwnd;
     if (!w) return;
-    const double m0 = current_seismic_moment_nm();
-    const double mw = moment_magnitude_from_m0(m0);
+    bool standard = false;
+    const double m0 = displayed_source_moment_nm(&standard);
+    const double mw = standard ? moment_magnitude_from_nm(m0) : moment_magnitude_from_m0(m0);
     const char* profile = source_profile_name(g_source_profile_mode);
     const float width = fault_width_km_sanitized();
     set_child_textf(w, kSetSummarySource,
-                    "Source: input slip %.2fm | Mw %.2f | M0 %.2e fault-area | peak %.2fm | %s",
+                    standard ? "Source: input slip %.2fm | standard Mw %.2f | M0 %.2e fault table "
+                               "| peak %.2fm | %s"
+                             : "Source: input slip %.2fm | Mw %.2f | M0 %.2e fault-area | peak "
+                               "%.2fm | %s",
                     double(g_new_source_height_m), mw, m0, double(source_peak_height_estimate_m()),
                     profile);
     set_child_textf(w, kSetSummaryFault,

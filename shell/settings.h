@@ -67,6 +67,8 @@ enum : int {
     kSetSaveStationCsv = 2083,
     kSetPresetStatus = 2084,
     kSetExportZones = 2085,
+    kSetTrueSpeed = 2090,
+    kSetOkadaPlacement = 2091,
 };
 
 extern ControlWindow* g_settings_hwnd;  // the settings window while it exists

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "core/driver.h"
+#include "source_design/fault_table.h"
 
 namespace kaitoro {
 
@@ -442,6 +443,8 @@ static double empty_source_area_km2() {
 // either a slip or an uplift.
 static bool counts_for_moment(const SourcePoint& p) {
     if (is_secondary(p) || p.height_m < -kEps) return false;
+    // Points made from a fault table carry the table's standard moment instead.
+    if (p.fault_id == kFaultTableFaultId && g_fault_table_moment_nm > 0) return false;
     return !(std::fabs(p.slip_m) <= kEps && p.height_m <= kEps);
 }
 

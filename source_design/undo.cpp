@@ -8,6 +8,7 @@
 #include "core/platform.h"
 #include "core/status.h"
 #include "source_design/brush.h"
+#include "source_design/fault_table.h"
 #include "source_design/node_tune.h"
 #include "source_design/preset.h"
 #include "source_design/source_cell.h"
@@ -34,6 +35,8 @@ void source_undo_push(const char* label) {
     snap.delay_cursor_s = g_rupture_delay_cursor_s;
     snap.drag_start_delay_cursor_s = g_drag_start_delay_cursor_s;
     snap.paint_delay_override_s = g_active_paint_delay_override_s;
+    snap.fault_table_moment_nm = g_fault_table_moment_nm;
+    snap.fault_table_subfaults = g_fault_table_subfaults;
     if (label) {
         std::strncpy(snap.label, label, kSourceUndoLabelMax);
         snap.label[kSourceUndoLabelMax] = '\0';
@@ -79,6 +82,8 @@ void source_undo_restore(void* window) {
     g_rupture_delay_cursor_s = snap.delay_cursor_s;
     g_drag_start_delay_cursor_s = snap.drag_start_delay_cursor_s;
     g_active_paint_delay_override_s = snap.paint_delay_override_s;
+    g_fault_table_moment_nm = snap.fault_table_moment_nm;
+    g_fault_table_subfaults = snap.fault_table_subfaults;
 
     if (node_tune_ensure_selection_capacity())
         std::fill(g_node_tune_selected.begin(), g_node_tune_selected.end(), std::uint8_t(0));
@@ -106,6 +111,7 @@ void source_design_install_hooks() {
     g_source_undo_push_hook = source_undo_push;
     g_source_apply_metadata_hook = source_apply_current_fault_metadata;
     g_reset_state_preserve_sources_hook = reset_state_preserve_sources;
+    g_fault_table_load_hook = fault_table_load_if_table;
 }
 
 void source_design_reset_globals() {
@@ -113,6 +119,9 @@ void source_design_reset_globals() {
     brush_reset_globals();
     node_tune_reset_globals();
     preset_reset_globals();
+    g_fault_table_moment_nm = 0;
+    g_fault_table_subfaults = 0;
+    g_fault_horizontal_term = 0;
     source_undo_free();
 }
 

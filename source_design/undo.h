@@ -20,6 +20,8 @@ struct SourceUndoSnapshot {
     float delay_cursor_s = 0;
     float drag_start_delay_cursor_s = 0;
     int paint_delay_override_s = -1;
+    double fault_table_moment_nm = 0;  // the standard moment behind dislocation points
+    int fault_table_subfaults = 0;
     char label[kSourceUndoLabelMax + 1] = {};
 };
 
