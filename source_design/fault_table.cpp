@@ -301,13 +301,17 @@ FaultSourceResult fault_sources_append(const std::vector<Subfault>& subfaults,
         if (f.slip_m == 0.0) continue;
         float cx, cy;
         grid_xy_from_latlon(float(f.lat_deg), float(f.lon_deg), &cx, &cy);
-        const double reach_cells =
-            okada_fault_reach_km(f) / double(cell_km_at_row(std::clamp(cy, 0.0f, float(ny)))) + 2;
         if (!std::isfinite(cx) || !std::isfinite(cy)) continue;
+        // The field is cut at the subfault's reach, where it is below 1/1000 of its peak; the
+        // outer 30 % fade out with a cosine so the source has no step at its edge.
+        const double reach_km = okada_fault_reach_km(f);
+        const double reach_cells =
+            reach_km / double(cell_km_at_row(std::clamp(cy, 0.0f, float(ny)))) + 2;
         const int x0 = std::max(0, int(std::floor(cx - reach_cells)));
         const int x1 = std::min(nx - 1, int(std::ceil(cx + reach_cells)));
         const int y0 = std::max(0, int(std::floor(cy - reach_cells)));
         const int y1 = std::min(ny - 1, int(std::ceil(cy + reach_cells)));
+        const double cos_lat = std::cos(f.lat_deg * kDegToRad);
 #pragma omp parallel for schedule(dynamic, 4)
         for (int y = y0; y <= y1; ++y)
             for (int x = x0; x <= x1; ++x) {
@@ -315,12 +319,21 @@ FaultSourceResult fault_sources_append(const std::vector<Subfault>& subfaults,
                 if (have_solid && g_grid.solid[c]) continue;
                 float lat, lon;
                 latlon_from_grid_xy(float(x), float(y), &lat, &lon);
+                const double r_km =
+                    kEarthRadiusKm * kDegToRad *
+                    std::hypot(double(lat) - f.lat_deg, (double(lon) - f.lon_deg) * cos_lat);
+                if (r_km >= reach_km) continue;
+                const double fade = r_km <= 0.7 * reach_km
+                                        ? 1.0
+                                        : 0.5 * (1.0 + std::cos(kPi * (r_km - 0.7 * reach_km) /
+                                                                (0.3 * reach_km)));
                 double e, n, z;
                 okada_fault_displacement_enu(f, lat, lon, &e, &n, &z);
+                z *= fade;
                 uz[c] += z;
                 if (options.horizontal_term) {
-                    ue[c] += e;
-                    un[c] += n;
+                    ue[c] += e * fade;
+                    un[c] += n * fade;
                 }
                 if (std::fabs(z) > strongest[c]) {
                     strongest[c] = float(std::fabs(z));

@@ -148,8 +148,9 @@ void okada_fault_displacement_enu(const OkadaFault& f, double lat_deg, double lo
 double okada_fault_reach_km(const OkadaFault& f) {
     const double half_diagonal = 0.5 * std::hypot(f.length_km, f.width_km);
     const double bottom = f.depth_km + 0.5 * f.width_km * std::sin(f.dip_deg * kDegToRad);
-    // A buried source's far field falls off as (depth / r)^3: ten depths is 1/1000.
-    return half_diagonal + 10.0 * std::max({bottom, 0.2 * std::max(f.length_km, f.width_km), 5.0});
+    // A buried source's far field falls off as (depth / r)^3: ten depths is 1/1000, and the
+    // last stretch is faded out by the caller.
+    return half_diagonal + 12.0 * std::max({bottom, 0.2 * std::max(f.length_km, f.width_km), 5.0});
 }
 
 }  // namespace kaitoro
