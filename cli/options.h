@@ -34,6 +34,10 @@ struct RunOptions {
     bool has_epicenter = false;
     double epicenter_lat = 0, epicenter_lon = 0;
     std::optional<double> strike, patch_length, patch_width, depth;
+    std::string netcdf, geojson, animate;
+    int snapshot_every_s = 0;  // 0: no snapshots
+    int frame_every_s = 300;
+    std::string command_line;  // for the NetCDF history
 };
 
 std::string default_grid_path();

@@ -67,6 +67,9 @@ enum : int {
     kSetSaveStationCsv = 2083,
     kSetPresetStatus = 2084,
     kSetExportZones = 2085,
+    kSetExportNetcdf = 2086,
+    kSetExportGeojson = 2087,
+    kSetSaveAnimation = 2088,
 };
 
 extern ControlWindow* g_settings_hwnd;  // the settings window while it exists
