@@ -111,8 +111,7 @@ bool NetcdfWriter::open(const std::string& path, const GridData* grid, const Net
          check(double_att(nc, NC_GLOBAL, "moment_magnitude", std::round(mw * 100.0) / 100.0),
                "moment_magnitude") &&
          check(text_att(nc, NC_GLOBAL, "mode", export_mode_text()), "mode") &&
-         check(text_att(nc, NC_GLOBAL, "featureType", "timeSeries"), "featureType") &&
-         check(double_att(nc, NC_GLOBAL, "model_time_s", double(g_time_s)), "model_time_s");
+         check(text_att(nc, NC_GLOBAL, "featureType", "timeSeries"), "featureType");
     if (!ok) return abandon(), false;
 
     // Projection and coordinates.
@@ -360,6 +359,11 @@ bool NetcdfWriter::finish(const GridData* grid, const Simulation* sim) {
              check(nc_put_vara_float(nc, vid("peak_positive_rise"), start, count, peak.data()),
                    "peak");
     }
+    // The model time the grids belong to is known only now.
+    const int model_time = g_time_s;
+    ok = ok && check(nc_redef(nc), "redef") &&
+         check(nc_put_att_int(nc, NC_GLOBAL, "model_time_s", NC_INT, 1, &model_time), "time") &&
+         check(nc_enddef(nc), "enddef");
     if (!ok) return abandon(), false;
     ncid_ = -1;
     if (!check(nc_close(nc), "close")) {
