@@ -320,16 +320,15 @@ int cmd_run(const RunOptions& o) {
     set_platform(nullptr);
 
     const bool images_ok = save_images(o);
-    const auto export_t0 = std::chrono::steady_clock::now();
     const bool exports_ok = exports.finish();
-    const double export_secs =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - export_t0).count();
     if (!exports_ok) std::fprintf(stderr, "%s", exports.errors().c_str());
-    if (exports_ok && !o.netcdf.empty()) std::printf("Saved NetCDF: %s\n", o.netcdf.c_str());
+    if (exports_ok && !o.netcdf.empty())
+        std::printf("Saved NetCDF: %s (%.2f s writing)\n", o.netcdf.c_str(),
+                    exports.netcdf_seconds());
     if (exports_ok && !o.geojson.empty()) std::printf("Saved GeoJSON: %s\n", o.geojson.c_str());
     if (exports_ok && !o.animate.empty())
-        std::printf("Saved animation: %s (%d frames, encoder finished in %.2f s)\n",
-                    o.animate.c_str(), exports.frames(), export_secs);
+        std::printf("Saved animation: %s (%d frames, %.2f s drawing and encoding)\n",
+                    o.animate.c_str(), exports.frames(), exports.animation_seconds());
     print_outbox_summary();
     std::printf("Model time %d s (%s), %lld steps in %.2f s, %.1f steps/s\n", g_time_s,
                 format_hms(g_time_s).c_str(), done, secs, secs > 0 ? double(done) / secs : 0.0);

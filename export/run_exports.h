@@ -30,6 +30,10 @@ public:
     // Each failure, naming its file, one per line.
     const std::string& errors() const { return errors_; }
     int frames() const { return animation_.frames(); }
+    // Wall time the run spent in each writer (for the NetCDF file: snapshots and the final
+    // write; for the animation: drawing, piping and waiting for the encoder).
+    double netcdf_seconds() const { return netcdf_s_; }
+    double animation_seconds() const { return animation_s_; }
 
 private:
     bool note(bool ok, const std::string& why);
@@ -38,6 +42,7 @@ private:
     AnimationWriter animation_;
     std::string errors_;
     bool failed_ = false;
+    double netcdf_s_ = 0, animation_s_ = 0;
 };
 
 }  // namespace kaitoro
