@@ -69,9 +69,12 @@ bool animation_format_for_path(const std::string& path, AnimationFormat* format)
         const std::size_t n = std::strlen(ext);
         return p.size() > n && p.compare(p.size() - n, n, ext) == 0;
     };
-    if (ends(".mp4")) *format = AnimationFormat::Mp4;
-    else if (ends(".gif")) *format = AnimationFormat::Gif;
-    else return false;
+    if (ends(".mp4"))
+        *format = AnimationFormat::Mp4;
+    else if (ends(".gif"))
+        *format = AnimationFormat::Gif;
+    else
+        return false;
     return true;
 }
 
@@ -88,10 +91,21 @@ AnimationLayout animation_layout(const GridData* grid) {
 
 std::vector<std::string> animation_ffmpeg_args(AnimationFormat format, int width, int height,
                                                int fps, const std::string& output) {
-    std::vector<std::string> a = {"-hide_banner", "-loglevel", "error", "-nostdin", "-y",
-                                  "-f", "rawvideo", "-pixel_format", "rgb24", "-video_size",
+    std::vector<std::string> a = {"-hide_banner",
+                                  "-loglevel",
+                                  "error",
+                                  "-nostdin",
+                                  "-y",
+                                  "-f",
+                                  "rawvideo",
+                                  "-pixel_format",
+                                  "rgb24",
+                                  "-video_size",
                                   std::to_string(width) + "x" + std::to_string(height),
-                                  "-framerate", std::to_string(fps), "-i", "pipe:0"};
+                                  "-framerate",
+                                  std::to_string(fps),
+                                  "-i",
+                                  "pipe:0"};
     if (format == AnimationFormat::Mp4) {
         for (const char* s : {"-c:v", "libx264", "-preset", "fast", "-crf", "20", "-pix_fmt",
                               "yuv420p", "-movflags", "+faststart", "-f", "mp4"})
@@ -132,7 +146,9 @@ void render_animation_frame(const AnimationLayout& layout, const std::vector<std
     rgb24_draw_text(canvas, 8, 5, caption, 18, 0, kCaptionText);
 }
 
-AnimationWriter::~AnimationWriter() { abandon(); }
+AnimationWriter::~AnimationWriter() {
+    abandon();
+}
 
 bool AnimationWriter::fail(const std::string& why) {
     if (error_.empty()) error_ = "could not write animation " + path_ + ": " + why;
@@ -211,7 +227,8 @@ bool AnimationWriter::add_frame(int t_s) {
     if (fd_ < 0) return false;
     render_animation_frame(layout_, base_, t_s, &canvas_);
     // A dead encoder must not kill the program with SIGPIPE: ignore it while writing.
-    struct sigaction ignore {}, old {};
+    struct sigaction ignore {
+    }, old{};
     ignore.sa_handler = SIG_IGN;
     ::sigaction(SIGPIPE, &ignore, &old);
     const bool ok = write_all(fd_, canvas_.pixels.data(), canvas_.pixels.size());

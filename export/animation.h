@@ -26,9 +26,9 @@ inline constexpr int kAnimationCaptionPx = 30;
 bool animation_format_for_path(const std::string& path, AnimationFormat* format);
 
 struct AnimationLayout {
-    int scale = 1;             // pixels per cell
-    int map_w = 0, map_h = 0;  // the map below the caption band
-    int width = 0, height = 0; // whole frame, both even (H.264 4:2:0 needs that)
+    int scale = 1;              // pixels per cell
+    int map_w = 0, map_h = 0;   // the map below the caption band
+    int width = 0, height = 0;  // whole frame, both even (H.264 4:2:0 needs that)
 };
 AnimationLayout animation_layout(const GridData* grid);
 
@@ -42,7 +42,7 @@ void render_animation_frame(const AnimationLayout& layout, const std::vector<std
                             int t_s, Rgb24Canvas* canvas);
 
 class AnimationWriter {
-public:
+  public:
     AnimationWriter() = default;
     ~AnimationWriter();  // without a successful finish ffmpeg is stopped and its output removed
     AnimationWriter(const AnimationWriter&) = delete;
@@ -56,7 +56,7 @@ public:
     int frames() const { return frames_; }
     const std::string& error() const { return error_; }
 
-private:
+  private:
     void abandon();
     bool fail(const std::string& why);
 

@@ -10,8 +10,11 @@ TEST(AnimationTest, FormatFromTheNameAndEvenFrameSizes) {
         const char* path;
         bool ok;
         AnimationFormat format;
-    } cases[] = {{"run.mp4", true, AnimationFormat::Mp4}, {"RUN.GIF", true, AnimationFormat::Gif},
-                 {"a.gif.txt", false, {}}, {".mp4", false, {}}, {"movie", false, {}}};
+    } cases[] = {{"run.mp4", true, AnimationFormat::Mp4},
+                 {"RUN.GIF", true, AnimationFormat::Gif},
+                 {"a.gif.txt", false, {}},
+                 {".mp4", false, {}},
+                 {"movie", false, {}}};
     for (const Case& c : cases) {
         AnimationFormat f = AnimationFormat::Gif;
         EXPECT_EQ(animation_format_for_path(c.path, &f), c.ok) << c.path;

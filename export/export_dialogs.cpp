@@ -18,8 +18,8 @@ namespace kaitoro {
 
 namespace {
 
-std::optional<std::string> ask(const char* title, std::vector<FileFilter> filters,
-                               const char* name, const char* ext) {
+std::optional<std::string> ask(const char* title, std::vector<FileFilter> filters, const char* name,
+                               const char* ext) {
     FileDialogRequest req;
     req.title = title;
     req.filters = std::move(filters);
@@ -43,9 +43,9 @@ void report(bool ok, const char* saved, const std::string& path, const std::stri
 }  // namespace
 
 void save_netcdf_dialog() {
-    const auto path = ask("Save results as CF NetCDF",
-                          {{"NetCDF files", "*.nc"}, {"All files", "*.*"}},
-                          "tsunami_results.nc", "nc");
+    const auto path =
+        ask("Save results as CF NetCDF", {{"NetCDF files", "*.nc"}, {"All files", "*.*"}},
+            "tsunami_results.nc", "nc");
     if (!path) return;
     NetcdfRunInfo info;
     info.history = "kaitoro desktop: settings window, Export NetCDF";
@@ -71,9 +71,10 @@ void save_animation_dialog() {
         platform().beep(BeepKind::Warning);
         return;
     }
-    const auto path = ask("Save wave animation",
-                          {{"MP4 video", "*.mp4"}, {"GIF animation", "*.gif"}, {"All files", "*.*"}},
-                          "tsunami_animation.mp4", "mp4");
+    const auto path =
+        ask("Save wave animation",
+            {{"MP4 video", "*.mp4"}, {"GIF animation", "*.gif"}, {"All files", "*.*"}},
+            "tsunami_animation.mp4", "mp4");
     if (!path) return;
     AnimationFormat format;
     if (!animation_format_for_path(*path, &format)) {

@@ -48,13 +48,14 @@ struct DialogCase {
 TEST_F(ExportDialogsTest, EachButtonAsksWithItsOwnFilterAndWritesTheFile) {
     run_minutes(12);
     for (const DialogCase& c : {
-             DialogCase{kSetExportNetcdf, "Save results as CF NetCDF", "*.nc",
-                        "tsunami_results.nc", "r.nc", "Saved NetCDF: "},
+             DialogCase{kSetExportNetcdf, "Save results as CF NetCDF", "*.nc", "tsunami_results.nc",
+                        "r.nc", "Saved NetCDF: "},
              DialogCase{kSetExportGeojson, "Save stations and zones as GeoJSON", "*.geojson",
                         "tsunami_stations.geojson", "r.geojson", "Saved GeoJSON: "},
-             DialogCase{kSetSaveAnimation, "Save wave animation", "*.mp4",
-                        "tsunami_animation.mp4", "r.gif", "Saved animation (4 frames, 0 to 12 "
-                                                          "min): "},
+             DialogCase{kSetSaveAnimation, "Save wave animation", "*.mp4", "tsunami_animation.mp4",
+                        "r.gif",
+                        "Saved animation (4 frames, 0 to 12 "
+                        "min): "},
          }) {
         fake_.fake.save_requests.clear();
         w_->press(c.button);  // cancelled: nothing written, nothing said
@@ -80,8 +81,10 @@ TEST_F(ExportDialogsTest, EachButtonAsksWithItsOwnFilterAndWritesTheFile) {
     ASSERT_EQ(nc_inq_dimlen(nc, dim, &stations), NC_NOERR);
     nc_close(nc);
     EXPECT_EQ(stations, 3u);
-    const auto r = testing::run_command("ffprobe -v error -count_frames -show_entries "
-                                        "stream=nb_read_frames -of csv=p=0 " + dir_.file("r.gif"));
+    const auto r = testing::run_command(
+        "ffprobe -v error -count_frames -show_entries "
+        "stream=nb_read_frames -of csv=p=0 " +
+        dir_.file("r.gif"));
     EXPECT_EQ(r.out, "4\n");  // 0, 5, 10 and the current 12 minutes
 }
 
@@ -101,7 +104,8 @@ TEST_F(ExportDialogsTest, AnimationReplayLeavesTheSimulationAsItWas) {
 
 TEST_F(ExportDialogsTest, FailuresAreReportedAndAnimationNeedsARun) {
     save_animation_dialog();
-    EXPECT_EQ(status(), "Run the model first: the animation replays the run up to the current time.");
+    EXPECT_EQ(status(),
+              "Run the model first: the animation replays the run up to the current time.");
     EXPECT_TRUE(fake_.fake.save_requests.empty());
     ASSERT_EQ(fake_.fake.beeps.size(), 1u);
 

@@ -18,7 +18,9 @@ void append_f(std::string* out, const char* fmt, double v) {
     *out += buf;
 }
 
-void append_i(std::string* out, long long v) { *out += std::to_string(v); }
+void append_i(std::string* out, long long v) {
+    *out += std::to_string(v);
+}
 
 void append_position(std::string* out, const StationRow& s) {
     *out += '[';
@@ -95,8 +97,8 @@ std::string geojson_results_text(const GridData* grid, const Simulation* sim) {
 bool write_geojson_results(const std::string& path, std::string* error) {
     const std::string text = geojson_results_text(&g_grid, &g_sim);
     SafeFile out(path.c_str());
-    const bool ok = out && std::fwrite(text.data(), 1, text.size(), out.get()) == text.size() &&
-                    out.commit();
+    const bool ok =
+        out && std::fwrite(text.data(), 1, text.size(), out.get()) == text.size() && out.commit();
     if (!ok && error) *error = "could not write GeoJSON file " + path;
     return ok;
 }

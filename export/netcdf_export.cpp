@@ -48,7 +48,9 @@ bool cell_is_dry(const GridData* grid, std::size_t c) {
 
 }  // namespace
 
-NetcdfWriter::~NetcdfWriter() { abandon(); }
+NetcdfWriter::~NetcdfWriter() {
+    abandon();
+}
 
 void NetcdfWriter::abandon() {
     if (ncid_ < 0) return;
@@ -99,19 +101,20 @@ bool NetcdfWriter::open(const std::string& path, const GridData* grid, const Net
 
     // Global attributes.
     const double mw = current_moment_magnitude();
-    ok = check(text_att(nc, NC_GLOBAL, "Conventions", "CF-1.8"), "Conventions") &&
-         check(text_att(nc, NC_GLOBAL, "title", "Kaitoro tsunami simulation results"), "title") &&
-         check(text_att(nc, NC_GLOBAL, "institution", "Kaitoro"), "institution") &&
-         check(text_att(nc, NC_GLOBAL, "source", std::string("Kaitoro ") + KAITORO_VERSION +
-                                                     ", linear long-wave model"),
-               "source") &&
-         check(text_att(nc, NC_GLOBAL, "history", utc_now_text() + " " + info.history), "history") &&
-         check(text_att(nc, NC_GLOBAL, "source_description", info.source_description),
-               "source_description") &&
-         check(double_att(nc, NC_GLOBAL, "moment_magnitude", std::round(mw * 100.0) / 100.0),
-               "moment_magnitude") &&
-         check(text_att(nc, NC_GLOBAL, "mode", export_mode_text()), "mode") &&
-         check(text_att(nc, NC_GLOBAL, "featureType", "timeSeries"), "featureType");
+    ok =
+        check(text_att(nc, NC_GLOBAL, "Conventions", "CF-1.8"), "Conventions") &&
+        check(text_att(nc, NC_GLOBAL, "title", "Kaitoro tsunami simulation results"), "title") &&
+        check(text_att(nc, NC_GLOBAL, "institution", "Kaitoro"), "institution") &&
+        check(text_att(nc, NC_GLOBAL, "source",
+                       std::string("Kaitoro ") + KAITORO_VERSION + ", linear long-wave model"),
+              "source") &&
+        check(text_att(nc, NC_GLOBAL, "history", utc_now_text() + " " + info.history), "history") &&
+        check(text_att(nc, NC_GLOBAL, "source_description", info.source_description),
+              "source_description") &&
+        check(double_att(nc, NC_GLOBAL, "moment_magnitude", std::round(mw * 100.0) / 100.0),
+              "moment_magnitude") &&
+        check(text_att(nc, NC_GLOBAL, "mode", export_mode_text()), "mode") &&
+        check(text_att(nc, NC_GLOBAL, "featureType", "timeSeries"), "featureType");
     if (!ok) return abandon(), false;
 
     // Projection and coordinates.
@@ -131,7 +134,8 @@ bool NetcdfWriter::open(const std::string& path, const GridData* grid, const Net
     };
     auto atts = [&](int id, const char* standard_name, const char* long_name, const char* units) {
         bool r = true;
-        if (standard_name) r = r && check(text_att(nc, id, "standard_name", standard_name), long_name);
+        if (standard_name)
+            r = r && check(text_att(nc, id, "standard_name", standard_name), long_name);
         r = r && check(text_att(nc, id, "long_name", long_name), long_name);
         if (units) r = r && check(text_att(nc, id, "units", units), long_name);
         return r;
@@ -331,13 +335,14 @@ bool NetcdfWriter::finish(const GridData* grid, const Simulation* sim) {
     for (std::size_t k = 0; ok && k < g_ts_rec_count && k < g_ts_recorders.size(); ++k) {
         const TimeSeriesRecorder& rec = g_ts_recorders[k];
         const int nx_i = int(grid->nx);
-        const long long cell = rec.station_index >= 0 &&
-                                       std::size_t(rec.station_index) < grid->station_cell.size()
-                                   ? grid->station_cell[std::size_t(rec.station_index)]
-                                   : -1;
+        const long long cell =
+            rec.station_index >= 0 && std::size_t(rec.station_index) < grid->station_cell.size()
+                ? grid->station_cell[std::size_t(rec.station_index)]
+                : -1;
         const int station_no = rec.station_index + 1;
         const double lat = grid->cell_valid(cell) ? grid_row_latitude_deg(double(cell / nx_i)) : 0;
-        const double lon = grid->cell_valid(cell) ? grid_column_longitude_deg(double(cell % nx_i)) : 0;
+        const double lon =
+            grid->cell_valid(cell) ? grid_column_longitude_deg(double(cell % nx_i)) : 0;
         const std::size_t at[1] = {k};
         ok = check(nc_put_var1_int(nc, vid("series_station_no"), at, &station_no), "series") &&
              check(nc_put_var1_double(nc, vid("series_lat"), at, &lat), "series") &&
@@ -353,11 +358,12 @@ bool NetcdfWriter::finish(const GridData* grid, const Simulation* sim) {
             peak[s] = rec.samples[s].peak_positive_rise_m;
         }
         const std::size_t start[2] = {k, 0}, count[2] = {1, n};
-        ok = check(nc_put_vara_int(nc, vid("series_time"), start, count, t.data()), "series_time") &&
-             check(nc_put_vara_float(nc, vid("level"), start, count, level.data()), "level") &&
-             check(nc_put_vara_float(nc, vid("positive_rise"), start, count, rise.data()), "rise") &&
-             check(nc_put_vara_float(nc, vid("peak_positive_rise"), start, count, peak.data()),
-                   "peak");
+        ok =
+            check(nc_put_vara_int(nc, vid("series_time"), start, count, t.data()), "series_time") &&
+            check(nc_put_vara_float(nc, vid("level"), start, count, level.data()), "level") &&
+            check(nc_put_vara_float(nc, vid("positive_rise"), start, count, rise.data()), "rise") &&
+            check(nc_put_vara_float(nc, vid("peak_positive_rise"), start, count, peak.data()),
+                  "peak");
     }
     // The model time the grids belong to is known only now.
     const int model_time = g_time_s;

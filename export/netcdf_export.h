@@ -23,7 +23,7 @@ struct NetcdfRunInfo {
 };
 
 class NetcdfWriter {
-public:
+  public:
     NetcdfWriter() = default;
     ~NetcdfWriter();  // without a successful finish the partial file is removed
     NetcdfWriter(const NetcdfWriter&) = delete;
@@ -39,7 +39,7 @@ public:
     // What failed, naming the file.
     const std::string& error() const { return error_; }
 
-private:
+  private:
     bool check(int status, const char* what);
     void abandon();
 

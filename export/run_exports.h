@@ -11,16 +11,16 @@
 namespace kaitoro {
 
 struct RunExportOptions {
-    std::string netcdf;   // empty: none
-    std::string geojson;  // empty: none
-    std::string animate;  // .mp4 or .gif; empty: none
+    std::string netcdf;        // empty: none
+    std::string geojson;       // empty: none
+    std::string animate;       // .mp4 or .gif; empty: none
     int snapshot_every_s = 0;  // 0: no eta snapshots
     int frame_every_s = 300;
-    NetcdfRunInfo info;    // history and source description for the NetCDF file
+    NetcdfRunInfo info;  // history and source description for the NetCDF file
 };
 
 class RunExports {
-public:
+  public:
     // Opens the writers and takes the time-0 snapshot and frame.
     bool begin(const RunExportOptions& options);
     // Takes a snapshot or a frame when g_time_s reached one of their times.
@@ -35,7 +35,7 @@ public:
     double netcdf_seconds() const { return netcdf_s_; }
     double animation_seconds() const { return animation_s_; }
 
-private:
+  private:
     bool note(bool ok, const std::string& why);
     RunExportOptions o_;
     NetcdfWriter netcdf_;

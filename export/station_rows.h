@@ -11,7 +11,7 @@
 namespace kaitoro {
 
 struct StationRow {
-    int index = 0;       // station index; the number users see is index + 1
+    int index = 0;  // station index; the number users see is index + 1
     int grid_x = 0, grid_y = 0;
     int zone_id = 0;
     double lat = 0, lon = 0;  // centre of the station cell, degrees

@@ -12,8 +12,8 @@
 namespace kaitoro {
 namespace {
 
-using testing::TempDir;
 using testing::run_command;
+using testing::TempDir;
 
 const std::string kCli = KAITORO_CLI_PATH;
 const std::string kChecker = std::string(KAITORO_SOURCE_DIR) + "/tests/scripts/check_exports.py";
@@ -69,16 +69,18 @@ struct AnimationCase {
 };
 
 TEST_F(CliExportTest, AnimationsHaveOneFramePerInterval) {
-    for (const AnimationCase& c : {AnimationCase{"a.mp4", "h264", "yuv420p"},
-                                   AnimationCase{"a.gif", "gif", "bgra"}}) {
+    for (const AnimationCase& c :
+         {AnimationCase{"a.mp4", "h264", "yuv420p"}, AnimationCase{"a.gif", "gif", "bgra"}}) {
         const std::string path = dir_.file(c.name);
         auto r = run_command(run_base() + " --animate " + path + " --frame-every 10");
         ASSERT_EQ(r.code, 0) << r.out;
         EXPECT_NE(r.out.find("Saved animation: " + path + " (7 frames"), std::string::npos)
             << r.out;
-        r = run_command("ffprobe -v error -count_frames -show_entries "
-                        "stream=codec_name,width,height,pix_fmt,nb_read_frames -of "
-                        "default=nw=1 " + path);
+        r = run_command(
+            "ffprobe -v error -count_frames -show_entries "
+            "stream=codec_name,width,height,pix_fmt,nb_read_frames -of "
+            "default=nw=1 " +
+            path);
         ASSERT_EQ(r.code, 0) << r.out;
         // 60 x 40 cells at 8 pixels per cell, a 30-pixel caption band.
         EXPECT_EQ(r.out, std::string("codec_name=") + c.codec + "\nwidth=480\nheight=350\n" +
@@ -109,8 +111,10 @@ TEST_F(CliExportTest, UnwritableTargetsFailWithoutLeavingFiles) {
 }
 
 TEST_F(CliExportTest, BadExportOptionsAreUsageErrors) {
-    for (const char* opts : {"--animate a.avi", "--snapshot-every 5", "--netcdf r.nc "
-                             "--snapshot-every 0.1", "--animate a.gif --frame-every 0"}) {
+    for (const char* opts : {"--animate a.avi", "--snapshot-every 5",
+                             "--netcdf r.nc "
+                             "--snapshot-every 0.1",
+                             "--animate a.gif --frame-every 0"}) {
         auto r = run_command(run_base() + " " + opts);
         EXPECT_EQ(r.code, 2) << opts << r.out;
     }
