@@ -1,5 +1,6 @@
 """Reads kaitoro-cli's NetCDF and GeoJSON back with netCDF4, xarray and json and compares them
-with the CSV tables the same run wrote. Prints one line per mismatch; exit status 1 if any."""
+with the CSV tables the same run wrote (the test grid puts its source at cell x 30, y 20).
+Prints one line per mismatch; exit status 1 if any."""
 import csv
 import json
 import math
