@@ -7,6 +7,8 @@
 
 #include "core/driver.h"
 #include "core/platform.h"
+#include "core/solver.h"
+#include "export/animation.h"
 #include "feed/arrivals.h"
 
 namespace kaitoro::cli {
@@ -53,7 +55,15 @@ const char kUsage[] =
     "  --orvex-start-delay S  ORVEX start delay in seconds, 0..604800 (default 0); reports are\n"
     "                         released when wall-clock time plus S reaches their model time,\n"
     "                         so 604800 releases every report as soon as it is computed.\n"
-    "                         The outbox orvex_ws_outbox.jsonl is written into the output folder.\n";
+    "                         The outbox orvex_ws_outbox.jsonl is written into the output folder.\n"
+    "  --netcdf FILE          write CF NetCDF-4 results: max height, arrival time, depth, land\n"
+    "                         mask on the grid's lat/lon, and the stations with the --station\n"
+    "                         series\n"
+    "  --snapshot-every MIN   add sea-surface snapshots eta(time, y, x) to --netcdf every MIN\n"
+    "                         minutes of model time (a multiple of 0.25)\n"
+    "  --geojson FILE         write the stations and forecast zones as GeoJSON\n"
+    "  --animate FILE         write an animation of the wave, FILE.mp4 (H.264) or FILE.gif\n"
+    "  --frame-every MIN      one animation frame every MIN minutes of model time (default 5)\n";
 
 std::string default_grid_path() {
 #ifdef KAITORO_DEFAULT_GRID
@@ -69,8 +79,18 @@ double parse_number(const char* opt, const char* text) {
     return v;
 }
 
+// Minutes of model time as whole model steps (15 s), above 0.
+static int parse_minutes(const std::string& opt, const char* text) {
+    const double m = parse_number(opt.c_str(), text);
+    const double s = m * 60.0;
+    if (!(m > 0) || s > 1e8 || s != std::floor(s) || long(s) % kModelStepSeconds != 0)
+        throw UsageError{opt + " needs minutes above 0, a multiple of 0.25"};
+    return int(s);
+}
+
 RunOptions parse_run_options(int argc, char** argv, bool info) {
     RunOptions o;
+    for (int i = 0; i < argc; ++i) o.command_line += (i ? " " : "") + std::string(argv[i]);
     for (int i = 2; i < argc; ++i) {
         const std::string a = argv[i];
         auto value = [&]() -> const char* {
@@ -136,6 +156,11 @@ RunOptions parse_run_options(int argc, char** argv, bool info) {
             o.depth = parse_number("--depth", value());
             if (*o.depth < 0 || *o.depth > 700) throw UsageError{"--depth must be 0 to 700 km"};
         }
+        else if (a == "--netcdf") o.netcdf = value();
+        else if (a == "--geojson") o.geojson = value();
+        else if (a == "--animate") o.animate = value();
+        else if (a == "--snapshot-every") o.snapshot_every_s = parse_minutes(a, value());
+        else if (a == "--frame-every") o.frame_every_s = parse_minutes(a, value());
         else throw UsageError{"unknown option: " + a};
     }
     if (!o.quick_ff.empty() && !o.has_epicenter) throw UsageError{"--quick-ff needs --epicenter"};
@@ -145,6 +170,13 @@ RunOptions parse_run_options(int argc, char** argv, bool info) {
     if (o.okada && o.quick_ff.empty()) throw UsageError{"--okada needs --quick-ff"};
     if (o.horizontal_term && o.faults.empty() && !o.okada)
         throw UsageError{"--horizontal-term needs --fault or --okada"};
+    if (o.snapshot_every_s > 0 && o.netcdf.empty())
+        throw UsageError{"--snapshot-every needs --netcdf"};
+    if (!o.animate.empty()) {
+        AnimationFormat format;
+        if (!animation_format_for_path(o.animate, &format))
+            throw UsageError{"--animate needs a file name ending in .mp4 or .gif"};
+    }
     if (o.grid.empty()) o.grid = default_grid_path();
     return o;
 }

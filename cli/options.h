@@ -38,6 +38,10 @@ struct RunOptions {
     bool true_speed = false;          // scale the coupling to sqrt(g h) at each latitude
     bool okada = false;               // --quick-ff patches as dislocation subfaults
     bool horizontal_term = false;     // add the horizontal-motion term on slopes
+    std::string netcdf, geojson, animate;
+    int snapshot_every_s = 0;  // 0: no snapshots
+    int frame_every_s = 300;
+    std::string command_line;  // for the NetCDF history
 };
 
 std::string default_grid_path();

@@ -20,6 +20,7 @@
 #include "core/stations.h"
 #include "core/status.h"
 #include "core/time_series.h"
+#include "export/run_exports.h"
 #include "feed/arrivals.h"
 #include "quick_ff/ff_csv.h"
 #include "quick_ff/ff_grid.h"
@@ -232,6 +233,25 @@ bool save_images(const RunOptions& o) {
     return ok;
 }
 
+// What the source was built from, for the NetCDF file's attributes.
+std::string describe_source(const RunOptions& o) {
+    std::string d;
+    auto add = [&](const std::string& part) { d += (d.empty() ? "" : "; ") + part; };
+    if (!o.preset.empty()) add("preset " + o.preset);
+    for (const std::string& s : o.sources) add("source CSV " + s);
+    if (o.demo_source) add("demo uplift off Sanriku");
+    if (!o.quick_ff.empty()) {
+        char buf[96];
+        std::snprintf(buf, sizeof buf, " at %.4f,%.4f", o.epicenter_lat, o.epicenter_lon);
+        add("finite fault " + o.quick_ff + buf + (o.okada ? " as dislocations" : ""));
+    }
+    for (const std::string& f : o.faults) add("fault table " + f);
+    char count[64];
+    std::snprintf(count, sizeof count, "%zu source point(s)", g_sources.count);
+    add(count);
+    return d;
+}
+
 }  // namespace
 
 int cmd_run(const RunOptions& o) {
@@ -312,6 +332,19 @@ int cmd_run(const RunOptions& o) {
     std::printf("Wave speed: %s.\n", g_true_wave_speed
                                          ? "true long-wave speed sqrt(g h) at each latitude"
                                          : "documented coupling (depth/18000)");
+    RunExportOptions export_options;
+    export_options.netcdf = o.netcdf;
+    export_options.geojson = o.geojson;
+    export_options.animate = o.animate;
+    export_options.snapshot_every_s = o.snapshot_every_s;
+    export_options.frame_every_s = o.frame_every_s;
+    export_options.info.history = o.command_line;
+    export_options.info.source_description = describe_source(o);
+    RunExports exports;
+    if (!exports.begin(export_options)) {
+        std::fprintf(stderr, "%s", exports.errors().c_str());
+        return 1;
+    }
     const bool tty = isatty(2);
     const auto t0 = std::chrono::steady_clock::now();
     auto elapsed = [&] {
@@ -321,6 +354,7 @@ int cmd_run(const RunOptions& o) {
     long long done = 0;
     for (; done < total && g_running; ++done) {
         advance_one_step();
+        if (!exports.after_step()) break;
         if (tty && (done % 20 == 0 || done + 1 == total))
             progress(done + 1, total, double(done + 1) / std::max(elapsed(), 1e-9));
     }
@@ -340,11 +374,20 @@ int cmd_run(const RunOptions& o) {
     set_platform(nullptr);
 
     const bool images_ok = save_images(o);
+    const bool exports_ok = exports.finish();
+    if (!exports_ok) std::fprintf(stderr, "%s", exports.errors().c_str());
+    if (exports_ok && !o.netcdf.empty())
+        std::printf("Saved NetCDF: %s (%.2f s writing)\n", o.netcdf.c_str(),
+                    exports.netcdf_seconds());
+    if (exports_ok && !o.geojson.empty()) std::printf("Saved GeoJSON: %s\n", o.geojson.c_str());
+    if (exports_ok && !o.animate.empty())
+        std::printf("Saved animation: %s (%d frames, %.2f s drawing and encoding)\n",
+                    o.animate.c_str(), exports.frames(), exports.animation_seconds());
     print_outbox_summary();
     std::printf("Model time %d s (%s), %lld steps in %.2f s, %.1f steps/s\n", g_time_s,
                 format_hms(g_time_s).c_str(), done, secs, secs > 0 ? double(done) / secs : 0.0);
     driver_shutdown();
-    return images_ok ? 0 : 1;
+    return images_ok && exports_ok ? 0 : 1;
 }
 
 }  // namespace kaitoro::cli

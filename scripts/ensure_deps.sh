@@ -11,6 +11,7 @@ KAITORO_PACKAGES=(
     qt6-base-dev libgl-dev xvfb xauth
     python3 libxml2-utils
     nlohmann-json3-dev
+    libnetcdf-dev ffmpeg python3-netcdf4 python3-xarray gdal-bin
 )
 
 kaitoro_missing_packages() {

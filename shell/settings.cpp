@@ -14,6 +14,7 @@
 #include "core/solver.h"
 #include "core/stations.h"
 #include "core/status.h"
+#include "export/export_dialogs.h"
 #include "feed/arrivals.h"
 #include "feed/observation_points.h"
 #include "feed/zone_assign.h"
@@ -209,12 +210,15 @@ std::vector<ControlSpec> preset_page() {
         10, 224, 200));
     c.push_back(button(kSetSaveStationCsv, "Save station + zone CSV", 10, 262, 200));
     c.push_back(button(kSetExportZones, "Export zone assignment CSV", 220, 262, 230));
-    c.push_back(labeled(kSetPresetStatus, "", 10, 304, 716, 48));
+    c.push_back(button(kSetExportNetcdf, "Export NetCDF", 10, 300, 200));
+    c.push_back(button(kSetExportGeojson, "Export GeoJSON", 220, 300, 230));
+    c.push_back(button(kSetSaveAnimation, "Save animation", 460, 300, 200));
+    c.push_back(labeled(kSetPresetStatus, "", 10, 342, 716, 48));
     c.push_back(
         label("Next step: virtual overseas zones 67..100, with Japan-only / overseas-only "
               "/ all export choice.",
-              10, 358, 716, 48));
-    c.push_back(button(kSetClose, "Close", 10, 414, 120));
+              10, 396, 716, 48));
+    c.push_back(button(kSetClose, "Close", 10, 452, 120));
     return c;
 }
 
@@ -632,6 +636,15 @@ void handle_settings_command(ControlWindow* window, int id) {
             break;
         case kSetExportZones:
             zone_assign_export_csv_dialog();
+            break;
+        case kSetExportNetcdf:
+            save_netcdf_dialog();
+            break;
+        case kSetExportGeojson:
+            save_geojson_dialog();
+            break;
+        case kSetSaveAnimation:
+            save_animation_dialog();
             break;
         default:
             if (!main_page_toggle(id)) return;

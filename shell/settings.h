@@ -69,6 +69,9 @@ enum : int {
     kSetExportZones = 2085,
     kSetTrueSpeed = 2090,
     kSetOkadaPlacement = 2091,
+    kSetExportNetcdf = 2086,
+    kSetExportGeojson = 2087,
+    kSetSaveAnimation = 2088,
 };
 
 extern ControlWindow* g_settings_hwnd;  // the settings window while it exists

@@ -414,6 +414,13 @@ double displayed_source_moment_nm(bool* standard) {
     return g_fault_table_moment_nm + (others ? current_seismic_moment_nm() : 0.0);
 }
 
+double displayed_source_mw(bool* standard) {
+    bool table = false;
+    const double m0 = displayed_source_moment_nm(&table);
+    if (standard) *standard = table;
+    return table ? moment_magnitude_from_nm(m0) : double(moment_magnitude_from_m0(m0));
+}
+
 FaultSourceResult fault_sources_add_to_current(const std::vector<Subfault>& subfaults,
                                                const FaultSourceOptions& options,
                                                const char* undo_label) {

@@ -90,6 +90,8 @@ bool source_has_fault_table_points();
 // The moment and Mw every display shows: the table's standard moment for dislocation points
 // plus the documented moment of the others. `standard` says whether a table took part.
 double displayed_source_moment_nm(bool* standard);
+// Its Mw: the standard one when a table took part, else the documented one.
+double displayed_source_mw(bool* standard);
 
 // Loads a table and adds its dislocation source to the current source, as one undoable edit
 // ending with the whole-source reset. Status line: subfaults, points, Mw and rejected lines.

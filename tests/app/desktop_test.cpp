@@ -204,6 +204,27 @@ TEST_F(DesktopTest, SettingsApplyRejectsSpeedZeroAndChangesNothing) {
     EXPECT_EQ(control<QLineEdit>(g_settings_hwnd, kSetEditSlip), nullptr);
 }
 
+TEST_F(DesktopTest, PresetPageOffersTheFieldFormatExports) {
+    window_->panel_button(7)->click();
+    control<QPushButton>(g_settings_hwnd, kSetPagePreset)->click();
+    QApplication::processEvents();
+    struct Expected {
+        int id;
+        const char* text;
+    };
+    for (const Expected& e : {Expected{kSetExportNetcdf, "Export NetCDF"},
+                              Expected{kSetExportGeojson, "Export GeoJSON"},
+                              Expected{kSetSaveAnimation, "Save animation"}}) {
+        auto* b = control<QPushButton>(g_settings_hwnd, e.id);
+        ASSERT_NE(b, nullptr) << e.text;
+        EXPECT_EQ(b->text().toStdString(), e.text);
+        EXPECT_TRUE(b->isVisible());
+    }
+    control<QPushButton>(g_settings_hwnd, kSetExportGeojson)->click();
+    ASSERT_EQ(fake_.save_requests.size(), 1u);
+    EXPECT_EQ(fake_.save_requests[0].filters.at(0).pattern, "*.geojson");
+}
+
 TEST_F(DesktopTest, TheEditorRefusesAnInvalidCellByNameAndStaysOpen) {
     key(window_.get(), QEvent::KeyPress, Qt::Key_S);
     ASSERT_NE(g_quick_ff_hwnd, nullptr);
