@@ -32,6 +32,7 @@ class SolverTest : public ::testing::Test {
     static void restore_settings() {
         set_coastal_reflection_absorption(1, 0.55f);
         g_source_ramp_seconds = 120;
+        g_solver_adaptive_threads = 1;
     }
 };
 
@@ -164,6 +165,7 @@ void run_against_reference(const GridData& grid, std::uint32_t seed, int steps,
             if (step == 16) {
                 s->source_height[late_cell] = 2.5f;
                 s->source_delay_s[late_cell] = t + 30;
+                solver_sources_changed(s);
             }
             if (step == 22) {
                 const int c = sources[2];
@@ -350,6 +352,7 @@ TEST_F(SolverTest, ThreadCountDoesNotChangeABit) {
     }
     Simulation two = one;
     const int saved = omp_get_max_threads();
+    g_solver_adaptive_threads = 0;  // two threads even where one would be faster
     for (int s = 1; s <= 40; ++s) {
         omp_set_num_threads(1);
         simulate_one_step(&grid, &one, s * 15);
