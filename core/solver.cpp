@@ -306,6 +306,10 @@ struct Span {
 };
 constexpr Span kNoSpan{0, 0};
 
+Span span_at(const std::int32_t* spans, int row) {
+    return Span{spans[2 * row], spans[2 * row + 1]};
+}
+
 // Cells [x0, x1) of a row that has rows above and below, 1 <= x0, x1 <= snx - 1. Returns the
 // columns that are not quiet afterwards, to the nearest vector.
 KAITORO_ROW_KERNEL Span step_inner_span(const StepView& view, int sy, int x0, int x1) {
@@ -379,14 +383,16 @@ void apply_source_and_hold(const StepView& v, std::size_t i, std::size_t g) {
 }
 
 // Height, maximum and arrival of L::kWidth grid cells from their final eta.
+// `special_row`: the row has a source or the held-down cell; most rows have neither.
 template <class L>
-KAITORO_INLINE void record_cells(const StepView& v, std::size_t i, std::size_t g) {
+KAITORO_INLINE void record_cells(const StepView& v, std::size_t i, std::size_t g,
+                                 bool special_row) {
     using F = typename L::F;
     const std::size_t b = g + std::size_t(v.nx);
     const F zero = L::splat(0.0f);
     // Sources are rare: look at single cells only when the group has one.
-    if ((v.t_s != 0 && L::any(L::load(v.source_height + g) != zero)) ||
-        std::size_t(v.damped_cell) - g < std::size_t(L::kWidth))
+    if (special_row && ((v.t_s != 0 && L::any(L::load(v.source_height + g) != zero)) ||
+                        std::size_t(v.damped_cell) - g < std::size_t(L::kWidth)))
         for (int k = 0; k < L::kWidth; ++k) apply_source_and_hold(v, i + k, g + k);
 
     const typename L::M wall = L::either(L::load(v.self_coef + i) == zero,
@@ -417,16 +423,15 @@ KAITORO_ROW_KERNEL void finish_grid_row(const StepView& view, int sy, int gx0, i
     const StepView v = view;  // a private copy: the stores below cannot alias it
     const std::size_t i0 = std::size_t(sy) * std::size_t(v.snx) + std::size_t(v.pad);
     const std::size_t g0 = std::size_t(sy - v.pad) * std::size_t(v.nx);
+    const int gy = sy - v.pad;
+    const bool special = (v.t_s != 0 && !span_at(v.source_cols, gy).empty()) ||
+                         (v.damped_cell >= 0 && v.damped_cell / v.nx == gy);
     int gx = gx0;
 #ifdef KAITORO_HAVE_VECTOR_LANES
     for (; gx + VectorLanes::kWidth <= gx1; gx += VectorLanes::kWidth)
-        record_cells<VectorLanes>(v, i0 + gx, g0 + gx);
+        record_cells<VectorLanes>(v, i0 + gx, g0 + gx, special);
 #endif
-    for (; gx < gx1; ++gx) record_cells<ScalarLanes>(v, i0 + gx, g0 + gx);
-}
-
-Span span_at(const std::int32_t* spans, int row) {
-    return Span{spans[2 * row], spans[2 * row + 1]};
+    for (; gx < gx1; ++gx) record_cells<ScalarLanes>(v, i0 + gx, g0 + gx, special);
 }
 
 // The columns of row sy that can change on this step: anything within one cell of a non-quiet
