@@ -182,8 +182,12 @@ void BM_DesktopTick(benchmark::State& state) {
     omp_set_num_threads(saved);
 #endif
 }
-BENCHMARK(BM_DesktopTick)->Arg(1)->Arg(2)->ArgName("threads")->UseRealTime()->Unit(
-    benchmark::kMillisecond);
+BENCHMARK(BM_DesktopTick)
+    ->Arg(1)
+    ->Arg(2)
+    ->ArgName("threads")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 // Every whole-source edit resets the simulation, which rebuilds the plan; the user waits on it.
 void BM_ResetSimulation(benchmark::State& state) {

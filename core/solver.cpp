@@ -204,27 +204,43 @@ struct InnerInputs {
         const std::size_t s = std::size_t(v.snx);
         const float* ep = v.eta_prev + i;
         switch (k) {
-            case 0: return ep - s - 1;
-            case 1: return ep - s;
-            case 2: return ep - s + 1;
-            case 3: return ep - 1;
-            case 4: return ep + 1;
-            case 5: return ep + s - 1;
-            case 6: return ep + s;
-            default: return ep + s + 1;
+            case 0:
+                return ep - s - 1;
+            case 1:
+                return ep - s;
+            case 2:
+                return ep - s + 1;
+            case 3:
+                return ep - 1;
+            case 4:
+                return ep + 1;
+            case 5:
+                return ep + s - 1;
+            case 6:
+                return ep + s;
+            default:
+                return ep + s + 1;
         }
     }
     KAITORO_INLINE const float* coef_of(int k) const {
         const std::size_t s = std::size_t(v.snx);
         switch (k) {
-            case 0: return v.coef_ne + i - s - 1;
-            case 1: return v.coef_n + i - s;
-            case 2: return v.coef_nw + i - s + 1;
-            case 3: return v.coef_e + i - 1;
-            case 4: return v.coef_e + i;
-            case 5: return v.coef_nw + i;
-            case 6: return v.coef_n + i;
-            default: return v.coef_ne + i;
+            case 0:
+                return v.coef_ne + i - s - 1;
+            case 1:
+                return v.coef_n + i - s;
+            case 2:
+                return v.coef_nw + i - s + 1;
+            case 3:
+                return v.coef_e + i - 1;
+            case 4:
+                return v.coef_e + i;
+            case 5:
+                return v.coef_nw + i;
+            case 6:
+                return v.coef_n + i;
+            default:
+                return v.coef_ne + i;
         }
     }
 };
@@ -320,7 +336,8 @@ KAITORO_ROW_KERNEL Span step_inner_span(const StepView& view, int sy, int x0, in
     int x = x0;
 #ifdef KAITORO_HAVE_VECTOR_LANES
     for (; x + VectorLanes::kWidth <= x1; x += VectorLanes::kWidth)
-        if (VectorLanes::any(step_cells<VectorLanes>(v, row + x, InnerInputs{v, row + x}, damp + x)))
+        if (VectorLanes::any(
+                step_cells<VectorLanes>(v, row + x, InnerInputs{v, row + x}, damp + x)))
             live.add(x, x + VectorLanes::kWidth);
 #endif
     for (; x < x1; ++x)
@@ -467,16 +484,14 @@ void step_row(const StepView& v, int sy) {
                 if (step_border_cell(v, sx, sy)) live.add(sx, sx + 1);
         } else {
             if (todo.lo == 0 && step_border_cell(v, 0, sy)) live.add(0, 1);
-            const Span inner = step_inner_span(v, sy, std::max(todo.lo, 1),
-                                               std::min(todo.hi, v.snx - 1));
+            const Span inner =
+                step_inner_span(v, sy, std::max(todo.lo, 1), std::min(todo.hi, v.snx - 1));
             live.add(inner.lo, inner.hi);
-            if (todo.hi == v.snx && step_border_cell(v, v.snx - 1, sy))
-                live.add(v.snx - 1, v.snx);
+            if (todo.hi == v.snx && step_border_cell(v, v.snx - 1, sy)) live.add(v.snx - 1, v.snx);
         }
         const int gy = sy - v.pad;
         if (gy >= 0 && gy < v.ny) {
-            finish_grid_row(v, sy, std::max(todo.lo - v.pad, 0),
-                            std::min(todo.hi - v.pad, v.nx));
+            finish_grid_row(v, sy, std::max(todo.lo - v.pad, 0), std::min(todo.hi - v.pad, v.nx));
             // A source writes eta after the quiet test.
             if (v.t_s != 0) {
                 const Span src = span_at(v.source_cols, gy);
@@ -495,10 +510,13 @@ void step_row(const StepView& v, int sy) {
 // does not depend on the choice.
 struct ThreadChoice {
     double ns_per_cell[2] = {0.0, 0.0};  // one thread, all threads; 0 = not measured yet
-    unsigned steps = 0;
+    unsigned since_try = 0;              // steps since the other choice was last tried
+    unsigned try_every = 16;             // doubles while the other choice keeps losing
 };
 ThreadChoice g_thread_choice;
-constexpr unsigned kTryOtherEvery = 16;
+// A try of two threads on a busy machine can cost several steps' time, so a choice that keeps
+// losing is tried ever more rarely, down to about once a minute of stepping.
+constexpr unsigned kFirstTryEvery = 16, kLastTryEvery = 4096;
 constexpr double kSmallStepCells = 20000.0;  // below this, one thread whatever the machine
 // Rows are handed out in blocks as threads become free, so a thread that lost its core for a
 // while holds up at most one block.
@@ -523,14 +541,17 @@ void step_all_rows(const StepView& v) {
     if (max_threads <= 1 || !g_solver_adaptive_threads) return step_rows(v, max_threads);
     if (cells < kSmallStepCells) return step_rows(v, 1);
     ThreadChoice& c = g_thread_choice;
-    int pick;
+    int pick, best = -1;
     if (c.ns_per_cell[1] == 0.0)
         pick = 1;
     else if (c.ns_per_cell[0] == 0.0)
         pick = 0;
     else {
-        pick = c.ns_per_cell[0] < c.ns_per_cell[1] ? 0 : 1;
-        if (++c.steps % kTryOtherEvery == 0) pick = 1 - pick;
+        best = pick = c.ns_per_cell[0] < c.ns_per_cell[1] ? 0 : 1;
+        if (++c.since_try >= c.try_every) {
+            c.since_try = 0;
+            pick = 1 - best;
+        }
     }
     const auto start = std::chrono::steady_clock::now();
     step_rows(v, pick ? max_threads : 1);
@@ -540,6 +561,10 @@ void step_all_rows(const StepView& v) {
     const double cost = ns / cells;
     double& avg = c.ns_per_cell[pick];
     avg = avg == 0.0 ? cost : 0.75 * avg + 0.25 * cost;
+    if (best >= 0 && pick != best) {
+        const bool still_worse = c.ns_per_cell[pick] >= c.ns_per_cell[best];
+        c.try_every = still_worse ? std::min(2 * c.try_every, kLastTryEvery) : kFirstTryEvery;
+    }
 }
 
 bool plan_fits(const Simulation& sim) {

@@ -235,7 +235,8 @@ TEST_F(SolverTest, SkippingQuietCellsMatchesTheLiteralStep) {
                 const int sy = int(fast.pad) + ny - 3;
                 const auto& live = fast.activity.live_last;
                 ASSERT_GE(live[2 * sy], live[2 * sy + 1]) << "the stroke's row is not quiet";
-                for (Simulation* s : {&fast, &ref}) add_source_grid(&grid, s, nx - 6, ny - 3, 2.0f, t);
+                for (Simulation* s : {&fast, &ref})
+                    add_source_grid(&grid, s, nx - 6, ny - 3, 2.0f, t);
             }
             if (step == c.reset_step)
                 for (Simulation* s : {&fast, &ref}) {
@@ -268,7 +269,8 @@ TEST_F(SolverTest, NegativeZeroIsNotQuiet) {
         ASSERT_TRUE(same_state(fast, ref)) << "step " << step;
         for (const auto* field : {&fast.eta, &fast.rate})
             for (float f : *field)
-                if (f == 0.0f && std::signbit(f) && !first_negative_zero) first_negative_zero = step;
+                if (f == 0.0f && std::signbit(f) && !first_negative_zero)
+                    first_negative_zero = step;
     }
     EXPECT_GT(first_negative_zero, 2);
 }

@@ -33,13 +33,13 @@ TEST(SolverRealGridTest, TohokuRunMatchesTheLiteralStepBitForBit) {
         const int t = step * kModelStepSeconds;
         simulate_one_step(&g_grid, &g_sim, t);
         testing::reference_simulate_one_step(&g_grid, &ref, t);
-        for (auto [what, n] : {std::pair{"eta", differing(g_sim.eta, ref.eta)},
-                               std::pair{"rate", differing(g_sim.rate, ref.rate)},
-                               std::pair{"height", differing(g_sim.height, ref.height)},
-                               std::pair{"max_height", differing(g_sim.max_height, ref.max_height)},
-                               std::pair{"arrival_s", differing(g_sim.arrival_s, ref.arrival_s)},
-                               std::pair{"source_applied",
-                                         differing(g_sim.source_applied, ref.source_applied)}})
+        for (auto [what, n] :
+             {std::pair{"eta", differing(g_sim.eta, ref.eta)},
+              std::pair{"rate", differing(g_sim.rate, ref.rate)},
+              std::pair{"height", differing(g_sim.height, ref.height)},
+              std::pair{"max_height", differing(g_sim.max_height, ref.max_height)},
+              std::pair{"arrival_s", differing(g_sim.arrival_s, ref.arrival_s)},
+              std::pair{"source_applied", differing(g_sim.source_applied, ref.source_applied)}})
             ASSERT_EQ(n, 0u) << what << " after step " << step;
         const auto& live = g_sim.activity.live_last;
         for (std::size_t r = 0; r + 1 < live.size(); r += 2)
