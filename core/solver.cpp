@@ -5,6 +5,13 @@
 // Every cell is computed with exactly the same float operations in the same order whichever
 // path handles it (the vector loop for inner cells, the scalar one for the domain border), so
 // the result does not depend on the thread count or on the vector width.
+//
+// Most of the sea is still for most of a run, and a cell whose eta (in both fields), rate,
+// source and neighbourhood are all bitwise +0 would only write +0 again. Each row keeps the
+// columns outside which it is quiet; a step visits a row's columns within one cell of the last
+// step's non-quiet ones, plus what the field being overwritten still holds and the row's
+// sources. The test is on bits, so -0 stays awake until the step turns it into +0; static walls
+// hold 100 in both fields after the first two steps of a run, which cover every cell.
 #include "core/solver.h"
 
 #include <algorithm>
@@ -176,8 +183,9 @@ struct VectorLanes {
 #endif
 
 // The two row kernels are built twice on x86-64 Linux, plain and for AVX2, and the loader picks
-// one for the machine. The AVX2 build has no FMA, and in ISO C++ mode GCC does not contract a*b+c
-// anyway, so both builds round every operation exactly as written.
+// one for the machine. The AVX2 build has no FMA, and the whole program is built with
+// -ffp-contract=off (GCC would fuse a*b+c wherever the target has FMA), so both builds round
+// every operation exactly as written.
 #if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && defined(__linux__)
 #define KAITORO_ROW_KERNEL __attribute__((target_clones("avx2", "default")))
 #else
@@ -400,15 +408,15 @@ void apply_source_and_hold(const StepView& v, std::size_t i, std::size_t g) {
 }
 
 // Height, maximum and arrival of L::kWidth grid cells from their final eta.
-// `special_row`: the row has a source or the held-down cell; most rows have neither.
+// `watched_row`: the row has a source or the held-down cell; most rows have neither.
 template <class L>
 KAITORO_INLINE void record_cells(const StepView& v, std::size_t i, std::size_t g,
-                                 bool special_row) {
+                                 bool watched_row) {
     using F = typename L::F;
     const std::size_t b = g + std::size_t(v.nx);
     const F zero = L::splat(0.0f);
     // Sources are rare: look at single cells only when the group has one.
-    if (special_row && ((v.t_s != 0 && L::any(L::load(v.source_height + g) != zero)) ||
+    if (watched_row && ((v.t_s != 0 && L::any(L::load(v.source_height + g) != zero)) ||
                         std::size_t(v.damped_cell) - g < std::size_t(L::kWidth)))
         for (int k = 0; k < L::kWidth; ++k) apply_source_and_hold(v, i + k, g + k);
 
@@ -441,14 +449,14 @@ KAITORO_ROW_KERNEL void finish_grid_row(const StepView& view, int sy, int gx0, i
     const std::size_t i0 = std::size_t(sy) * std::size_t(v.snx) + std::size_t(v.pad);
     const std::size_t g0 = std::size_t(sy - v.pad) * std::size_t(v.nx);
     const int gy = sy - v.pad;
-    const bool special = (v.t_s != 0 && !span_at(v.source_cols, gy).empty()) ||
+    const bool watched = (v.t_s != 0 && !span_at(v.source_cols, gy).empty()) ||
                          (v.damped_cell >= 0 && v.damped_cell / v.nx == gy);
     int gx = gx0;
 #ifdef KAITORO_HAVE_VECTOR_LANES
     for (; gx + VectorLanes::kWidth <= gx1; gx += VectorLanes::kWidth)
-        record_cells<VectorLanes>(v, i0 + gx, g0 + gx, special);
+        record_cells<VectorLanes>(v, i0 + gx, g0 + gx, watched);
 #endif
-    for (; gx < gx1; ++gx) record_cells<ScalarLanes>(v, i0 + gx, g0 + gx, special);
+    for (; gx < gx1; ++gx) record_cells<ScalarLanes>(v, i0 + gx, g0 + gx, watched);
 }
 
 // The columns of row sy that can change on this step: anything within one cell of a non-quiet
