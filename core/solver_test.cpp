@@ -34,6 +34,7 @@ class SolverTest : public ::testing::Test {
         set_coastal_reflection_absorption(1, 0.55f);
         g_source_ramp_seconds = 120;
         g_solver_adaptive_threads = 1;
+        g_true_wave_speed = 0;
     }
 };
 
@@ -325,6 +326,23 @@ TEST_F(SolverTest, ResetAfterAMaskChangeRebuildsWhatTheStepUses) {
     }
     EXPECT_TRUE(same_state(sim, ref));
     EXPECT_EQ(sim.eta[sim.solver_index_of_cell(10, 8)], 100.0f);
+}
+
+// A reset on unchanged masks keeps the plan; switching true speed must still rebuild it.
+TEST_F(SolverTest, ResetRebuildsThePlanWhenTrueSpeedIsSwitched) {
+    GridData grid = load_spec(make_ocean(20, 16, 500.0f));
+    Simulation sim = create_simulation(&grid);
+    for (int on : {1, 1, 0}) {
+        g_true_wave_speed = on;
+        reset_simulation(&grid, &sim);
+        sim.source_height[8 * 20 + 11] = 1.0f;
+        Simulation ref = sim;
+        for (int s = 1; s <= 6; ++s) {
+            simulate_one_step(&grid, &sim, s * 15);
+            reference_simulate_one_step(&grid, &ref, s * 15);
+        }
+        EXPECT_TRUE(same_state(sim, ref)) << "true speed " << on;
+    }
 }
 
 TEST_F(SolverTest, SourceRampsInOverItsDelay) {
