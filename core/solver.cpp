@@ -5,9 +5,17 @@
 // Every cell is computed with exactly the same float operations in the same order whichever
 // path handles it (the vector loop for inner cells, the scalar one for the domain border), so
 // the result does not depend on the thread count or on the vector width.
+//
+// Most of the sea is still for most of a run, and a cell whose eta (in both fields), rate,
+// source and neighbourhood are all bitwise +0 would only write +0 again. Each row keeps the
+// columns outside which it is quiet; a step visits a row's columns within one cell of the last
+// step's non-quiet ones, plus what the field being overwritten still holds and the row's
+// sources. The test is on bits, so -0 stays awake until the step turns it into +0; static walls
+// hold 100 in both fields after the first two steps of a run, which cover every cell.
 #include "core/solver.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <utility>
@@ -26,6 +34,7 @@ int g_coast_reflection_absorb_enabled = 1;
 float g_coast_reflection_energy_loss = 0.55f;
 int g_source_ramp_seconds = 120;
 int g_true_wave_speed = 0;
+int g_solver_adaptive_threads = 1;
 
 namespace {
 
@@ -84,6 +93,11 @@ struct StepView {
     float ghost_r;    // R when absorption is on, else 1
     int t_s;
     int ramp_s;
+    // Per row, two ints [lo, hi): the columns outside which a field is quiet.
+    const std::int32_t* live_last;    // eta and rate of the last step, per solver row
+    const std::int32_t* live_before;  // eta of the step before, which this step overwrites
+    std::int32_t* live_next;          // written by this step
+    const std::int32_t* source_cols;  // per grid row: the columns holding a source
 };
 
 // The cell kernels must be inlined into the row loops: only there are they compiled for the
@@ -113,7 +127,14 @@ struct ScalarLanes {
     static M either(M a, M b) { return a || b; }
     static F sel(M m, F a, F b) { return m ? a : b; }
     static I sel_i(M m, I a, I b) { return m ? a : b; }
+    static M and_not(M a, M b) { return a && !b; }
     static bool any(M m) { return m; }
+    static F mul(F a, F b) { return a * b; }
+    static M nonzero_bits(F a) {
+        std::uint32_t u;
+        std::memcpy(&u, &a, sizeof u);
+        return u != 0;
+    }
 };
 
 #if defined(__GNUC__)
@@ -149,6 +170,10 @@ struct VectorLanes {
     KAITORO_INLINE static M either(const M& a, const M& b) { return a | b; }
     KAITORO_INLINE static F sel(const M& m, const F& a, const F& b) { return m ? a : b; }
     KAITORO_INLINE static I sel_i(const M& m, const I& a, const I& b) { return m ? a : b; }
+    KAITORO_INLINE static M and_not(const M& a, const M& b) { return a & ~b; }
+    KAITORO_INLINE static F mul(const F& a, const F& b) { return a * b; }
+    // -0.0 is not quiet: the full step would turn it into +0.
+    KAITORO_INLINE static M nonzero_bits(const F& a) { return (I)a != I{}; }
     KAITORO_INLINE static bool any(const M& m) {
         const Pairs w = (Pairs)m;
         return ((w[0] | w[1]) | (w[2] | w[3])) != 0;
@@ -158,8 +183,9 @@ struct VectorLanes {
 #endif
 
 // The two row kernels are built twice on x86-64 Linux, plain and for AVX2, and the loader picks
-// one for the machine. The AVX2 build has no FMA, and in ISO C++ mode GCC does not contract a*b+c
-// anyway, so both builds round every operation exactly as written.
+// one for the machine. The AVX2 build has no FMA, and the whole program is built with
+// -ffp-contract=off (GCC would fuse a*b+c wherever the target has FMA), so both builds round
+// every operation exactly as written.
 #if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && defined(__linux__)
 #define KAITORO_ROW_KERNEL __attribute__((target_clones("avx2", "default")))
 #else
@@ -168,16 +194,69 @@ struct VectorLanes {
 
 // Neighbour offsets of one cell's inputs, in the order the terms are summed:
 // (-1,-1) (0,-1) (+1,-1) (-1,0) (+1,0) (-1,+1) (0,+1) (+1,+1).
+// A cell on the domain border reads its inputs through these pointer tables.
 struct CellInputs {
     const float* value[8];  // eta_prev of the neighbour
     const float* coef[8];   // coupling of the edge towards it
+    const float* value_of(int k) const { return value[k]; }
+    const float* coef_of(int k) const { return coef[k]; }
 };
 
-template <class L>
+// An inner cell's inputs, as offsets from the cell itself. The step is limited by instructions,
+// not memory: spelled out like this, the eight terms compile to plain loads at fixed offsets
+// from one index instead of a table of pointers reloaded for every cell.
+struct InnerInputs {
+    const StepView& v;
+    std::size_t i;
+    KAITORO_INLINE const float* value_of(int k) const {
+        const std::size_t s = std::size_t(v.snx);
+        const float* ep = v.eta_prev + i;
+        switch (k) {
+            case 0:
+                return ep - s - 1;
+            case 1:
+                return ep - s;
+            case 2:
+                return ep - s + 1;
+            case 3:
+                return ep - 1;
+            case 4:
+                return ep + 1;
+            case 5:
+                return ep + s - 1;
+            case 6:
+                return ep + s;
+            default:
+                return ep + s + 1;
+        }
+    }
+    KAITORO_INLINE const float* coef_of(int k) const {
+        const std::size_t s = std::size_t(v.snx);
+        switch (k) {
+            case 0:
+                return v.coef_ne + i - s - 1;
+            case 1:
+                return v.coef_n + i - s;
+            case 2:
+                return v.coef_nw + i - s + 1;
+            case 3:
+                return v.coef_e + i - 1;
+            case 4:
+                return v.coef_e + i;
+            case 5:
+                return v.coef_nw + i;
+            case 6:
+                return v.coef_n + i;
+            default:
+                return v.coef_ne + i;
+        }
+    }
+};
+
+template <class L, bool kDiagonal>
 KAITORO_INLINE typename L::F neighbour_term(const typename L::F& sum, const float* value,
                                             const float* coef, const typename L::F& e0,
-                                            const typename L::F& ghost, const typename L::F& cb,
-                                            bool diagonal) {
+                                            const typename L::F& ghost, const typename L::F& cb) {
     using F = typename L::F;
     const F v = L::load(value);
     const F c = L::load(coef);
@@ -185,41 +264,43 @@ KAITORO_INLINE typename L::F neighbour_term(const typename L::F& sum, const floa
     const typename L::M open = L::both(c != L::splat(0.0f), v < L::splat(kWallThreshold));
     const F val = L::sel(open, v, ghost);
     const F k = L::sel(open, c, cb);
-    if (diagonal) return sum + (val - e0) * kDiagonalWeight * k;
-    return sum + (val - e0) * k;
+    if constexpr (kDiagonal) return sum + L::mul(L::mul(val - e0, L::splat(kDiagonalWeight)), k);
+    return sum + L::mul(val - e0, k);
 }
 
-// New eta and rate of L::kWidth consecutive cells starting at solver index i.
-template <class L>
-KAITORO_INLINE void step_cells(const StepView& v, std::size_t i, const CellInputs& in,
-                               const float* damp) {
+// New eta and rate of L::kWidth consecutive cells starting at solver index i. Returns the lanes
+// that are not quiet afterwards: eta or rate not bitwise +0, static walls left out (they hold
+// the wall marker in both fields for good).
+template <class L, class In>
+KAITORO_INLINE typename L::M step_cells(const StepView& v, std::size_t i, const In& in,
+                                        const float* damp) {
     using F = typename L::F;
     const F e0 = L::load(v.eta_prev + i);
     const F cs = L::load(v.self_coef + i);
-    const typename L::M wall = L::either(cs == L::splat(0.0f), e0 >= L::splat(kWallThreshold));
+    const typename L::M fixed_wall = cs == L::splat(0.0f);
+    const typename L::M wall = L::either(fixed_wall, e0 >= L::splat(kWallThreshold));
     const typename L::M coastal = cs < L::splat(0.0f);
     const F cb = L::sel(coastal, -cs, cs);
-    const F ghost = e0 * L::sel(coastal, L::splat(v.ghost_r), L::splat(1.0f));
+    const F ghost = L::mul(e0, L::sel(coastal, L::splat(v.ghost_r), L::splat(1.0f)));
     F sum = L::splat(0.0f);
-    for (int k = 0; k < 8; ++k)
-        sum = neighbour_term<L>(sum, in.value[k], in.coef[k], e0, ghost, cb,
-                                k == 0 || k == 2 || k == 5 || k == 7);
+    // Unrolled by hand: the order is the documented one, the diagonal weight a constant.
+    sum = neighbour_term<L, true>(sum, in.value_of(0), in.coef_of(0), e0, ghost, cb);
+    sum = neighbour_term<L, false>(sum, in.value_of(1), in.coef_of(1), e0, ghost, cb);
+    sum = neighbour_term<L, true>(sum, in.value_of(2), in.coef_of(2), e0, ghost, cb);
+    sum = neighbour_term<L, false>(sum, in.value_of(3), in.coef_of(3), e0, ghost, cb);
+    sum = neighbour_term<L, false>(sum, in.value_of(4), in.coef_of(4), e0, ghost, cb);
+    sum = neighbour_term<L, true>(sum, in.value_of(5), in.coef_of(5), e0, ghost, cb);
+    sum = neighbour_term<L, false>(sum, in.value_of(6), in.coef_of(6), e0, ghost, cb);
+    sum = neighbour_term<L, true>(sum, in.value_of(7), in.coef_of(7), e0, ghost, cb);
     sum = sum + L::load(v.rate + i);
     const F d = L::load(damp);
-    const F r = sum * d;
-    const F e = (e0 + r) * d;
-    L::store(v.eta + i, L::sel(wall, L::splat(kWallEta), e));
-    L::store(v.rate + i, L::sel(wall, L::splat(0.0f), r));
-}
-
-// The inputs of the cell at solver index i when all eight neighbours exist.
-KAITORO_INLINE CellInputs inner_inputs(const StepView& v, std::size_t i) {
-    const std::size_t s = std::size_t(v.snx);
-    const float* ep = v.eta_prev;
-    return CellInputs{{ep + i - s - 1, ep + i - s, ep + i - s + 1, ep + i - 1, ep + i + 1,
-                       ep + i + s - 1, ep + i + s, ep + i + s + 1},
-                      {v.coef_ne + i - s - 1, v.coef_n + i - s, v.coef_nw + i - s + 1,
-                       v.coef_e + i - 1, v.coef_e + i, v.coef_nw + i, v.coef_n + i, v.coef_ne + i}};
+    const F r = L::mul(sum, d);
+    const F e = L::mul(e0 + r, d);
+    const F e_out = L::sel(wall, L::splat(kWallEta), e);
+    const F r_out = L::sel(wall, L::splat(0.0f), r);
+    L::store(v.eta + i, e_out);
+    L::store(v.rate + i, r_out);
+    return L::and_not(L::either(L::nonzero_bits(e_out), L::nonzero_bits(r_out)), fixed_wall);
 }
 
 inline int margin_depth_of_row(int sy, int pad, int ny) {
@@ -232,22 +313,50 @@ const float* damping_row(const StepView& v, int sy) {
     return v.damping + std::size_t(margin_depth_of_row(sy, v.pad, v.ny)) * std::size_t(v.snx);
 }
 
-// Cells 1 .. snx-2 of a row that has rows above and below.
-KAITORO_ROW_KERNEL void step_inner_span(const StepView& view, int sy) {
+// Columns [lo, hi) of one row; empty when lo >= hi.
+struct Span {
+    int lo, hi;
+    bool empty() const { return lo >= hi; }
+    void add(int a, int b) {
+        if (a >= b) return;
+        if (empty()) {
+            lo = a;
+            hi = b;
+        } else {
+            lo = std::min(lo, a);
+            hi = std::max(hi, b);
+        }
+    }
+};
+constexpr Span kNoSpan{0, 0};
+
+Span span_at(const std::int32_t* spans, int row) {
+    return Span{spans[2 * row], spans[2 * row + 1]};
+}
+
+// Cells [x0, x1) of a row that has rows above and below, 1 <= x0, x1 <= snx - 1. Returns the
+// columns that are not quiet afterwards, to the nearest vector.
+KAITORO_ROW_KERNEL Span step_inner_span(const StepView& view, int sy, int x0, int x1) {
     const StepView v = view;  // a private copy: the stores below cannot alias it
     const std::size_t row = std::size_t(sy) * std::size_t(v.snx);
     const float* damp = damping_row(v, sy);
-    const int end = v.snx - 1;
-    int x = 1;
+    Span live = kNoSpan;
+    int x = x0;
 #ifdef KAITORO_HAVE_VECTOR_LANES
-    for (; x + VectorLanes::kWidth <= end; x += VectorLanes::kWidth)
-        step_cells<VectorLanes>(v, row + x, inner_inputs(v, row + x), damp + x);
+    for (; x + VectorLanes::kWidth <= x1; x += VectorLanes::kWidth)
+        if (VectorLanes::any(
+                step_cells<VectorLanes>(v, row + x, InnerInputs{v, row + x}, damp + x)))
+            live.add(x, x + VectorLanes::kWidth);
 #endif
-    for (; x < end; ++x) step_cells<ScalarLanes>(v, row + x, inner_inputs(v, row + x), damp + x);
+    for (; x < x1; ++x)
+        if (step_cells<ScalarLanes>(v, row + x, InnerInputs{v, row + x}, damp + x))
+            live.add(x, x + 1);
+    return live;
 }
 
 // A cell on the border of the solver domain: a missing neighbour reads as a closed edge.
-void step_border_cell(const StepView& v, int sx, int sy) {
+// Returns whether it is not quiet afterwards.
+bool step_border_cell(const StepView& v, int sx, int sy) {
     static const float kClosed = 0.0f;
     static const int kDx[8] = {-1, 0, 1, -1, 1, -1, 0, 1};
     static const int kDy[8] = {-1, -1, -1, 0, 0, 1, 1, 1};
@@ -269,7 +378,7 @@ void step_border_cell(const StepView& v, int sx, int sy) {
             in.coef[k] = owner_array[k] + (i + std::ptrdiff_t(owner_dy[k]) * snx + owner_dx[k]);
         }
     }
-    step_cells<ScalarLanes>(v, std::size_t(i), in, damping_row(v, sy) + sx);
+    return step_cells<ScalarLanes>(v, std::size_t(i), in, damping_row(v, sy) + sx);
 }
 
 // Smoothstep rise from the delay over the ramp; 0 before, the full height after.
@@ -299,14 +408,16 @@ void apply_source_and_hold(const StepView& v, std::size_t i, std::size_t g) {
 }
 
 // Height, maximum and arrival of L::kWidth grid cells from their final eta.
+// `watched_row`: the row has a source or the held-down cell; most rows have neither.
 template <class L>
-KAITORO_INLINE void record_cells(const StepView& v, std::size_t i, std::size_t g) {
+KAITORO_INLINE void record_cells(const StepView& v, std::size_t i, std::size_t g,
+                                 bool watched_row) {
     using F = typename L::F;
     const std::size_t b = g + std::size_t(v.nx);
     const F zero = L::splat(0.0f);
     // Sources are rare: look at single cells only when the group has one.
-    if ((v.t_s != 0 && L::any(L::load(v.source_height + g) != zero)) ||
-        std::size_t(v.damped_cell) - g < std::size_t(L::kWidth))
+    if (watched_row && ((v.t_s != 0 && L::any(L::load(v.source_height + g) != zero)) ||
+                        std::size_t(v.damped_cell) - g < std::size_t(L::kWidth)))
         for (int k = 0; k < L::kWidth; ++k) apply_source_and_hold(v, i + k, g + k);
 
     const typename L::M wall = L::either(L::load(v.self_coef + i) == zero,
@@ -332,30 +443,136 @@ KAITORO_INLINE void record_cells(const StepView& v, std::size_t i, std::size_t g
     if (L::any(a_new != a)) L::store_i(v.arrival_s + b, a_new);
 }
 
-// The grid cells of a row, after their new eta and rate are written.
-KAITORO_ROW_KERNEL void finish_grid_row(const StepView& view, int sy) {
+// Grid columns [gx0, gx1) of a row, after their new eta and rate are written.
+KAITORO_ROW_KERNEL void finish_grid_row(const StepView& view, int sy, int gx0, int gx1) {
     const StepView v = view;  // a private copy: the stores below cannot alias it
-    const int nx = v.nx;
     const std::size_t i0 = std::size_t(sy) * std::size_t(v.snx) + std::size_t(v.pad);
-    const std::size_t g0 = std::size_t(sy - v.pad) * std::size_t(nx);
-    int gx = 0;
+    const std::size_t g0 = std::size_t(sy - v.pad) * std::size_t(v.nx);
+    const int gy = sy - v.pad;
+    const bool watched = (v.t_s != 0 && !span_at(v.source_cols, gy).empty()) ||
+                         (v.damped_cell >= 0 && v.damped_cell / v.nx == gy);
+    int gx = gx0;
 #ifdef KAITORO_HAVE_VECTOR_LANES
-    for (; gx + VectorLanes::kWidth <= nx; gx += VectorLanes::kWidth)
-        record_cells<VectorLanes>(v, i0 + gx, g0 + gx);
+    for (; gx + VectorLanes::kWidth <= gx1; gx += VectorLanes::kWidth)
+        record_cells<VectorLanes>(v, i0 + gx, g0 + gx, watched);
 #endif
-    for (; gx < nx; ++gx) record_cells<ScalarLanes>(v, i0 + gx, g0 + gx);
+    for (; gx < gx1; ++gx) record_cells<ScalarLanes>(v, i0 + gx, g0 + gx, watched);
 }
 
-void step_row(const StepView& v, int sy) {
-    if (sy == 0 || sy == v.sny - 1) {
-        for (int sx = 0; sx < v.snx; ++sx) step_border_cell(v, sx, sy);
-    } else {
-        step_border_cell(v, 0, sy);
-        step_inner_span(v, sy);
-        step_border_cell(v, v.snx - 1, sy);
+// The columns of row sy that can change on this step: anything within one cell of a non-quiet
+// cell of the last step (the stencil reaches no further), anything still non-zero in the field
+// this step overwrites (written two steps ago), and the row's sources once the clock runs.
+Span columns_to_step(const StepView& v, int sy) {
+    Span todo = kNoSpan;
+    for (int r = std::max(sy - 1, 0); r <= std::min(sy + 1, v.sny - 1); ++r) {
+        const Span s = span_at(v.live_last, r);
+        if (!s.empty()) todo.add(s.lo - 1, s.hi + 1);
     }
+    const Span older = span_at(v.live_before, sy);
+    todo.add(older.lo, older.hi);
     const int gy = sy - v.pad;
-    if (gy >= 0 && gy < v.ny) finish_grid_row(v, sy);
+    if (v.t_s != 0 && gy >= 0 && gy < v.ny) {
+        const Span src = span_at(v.source_cols, gy);
+        todo.add(src.lo + v.pad, src.hi + v.pad);
+    }
+    todo.lo = std::max(todo.lo, 0);
+    todo.hi = std::min(todo.hi, v.snx);
+    return todo;
+}
+
+// Steps the part of row sy that can change and records which part is not quiet afterwards.
+// Everything outside it is exactly +0 in both fields and the rate (walls: 100, 100 and 0), and
+// stepping it would write the same bits again, so it is left alone.
+void step_row(const StepView& v, int sy) {
+    const Span todo = columns_to_step(v, sy);
+    Span live = kNoSpan;
+    if (!todo.empty()) {
+        if (sy == 0 || sy == v.sny - 1) {
+            for (int sx = todo.lo; sx < todo.hi; ++sx)
+                if (step_border_cell(v, sx, sy)) live.add(sx, sx + 1);
+        } else {
+            if (todo.lo == 0 && step_border_cell(v, 0, sy)) live.add(0, 1);
+            const Span inner =
+                step_inner_span(v, sy, std::max(todo.lo, 1), std::min(todo.hi, v.snx - 1));
+            live.add(inner.lo, inner.hi);
+            if (todo.hi == v.snx && step_border_cell(v, v.snx - 1, sy)) live.add(v.snx - 1, v.snx);
+        }
+        const int gy = sy - v.pad;
+        if (gy >= 0 && gy < v.ny) {
+            finish_grid_row(v, sy, std::max(todo.lo - v.pad, 0), std::min(todo.hi - v.pad, v.nx));
+            // A source writes eta after the quiet test.
+            if (v.t_s != 0) {
+                const Span src = span_at(v.source_cols, gy);
+                live.add(src.lo + v.pad, src.hi + v.pad);
+            }
+        }
+    }
+    v.live_next[2 * sy] = live.lo;
+    v.live_next[2 * sy + 1] = live.hi;
+}
+
+// How many threads step the rows. Two are faster on an idle machine; when another process
+// holds a core, rows handed to the thread that shares it wait for that core, and the whole step
+// waits with them. So the step keeps the cost per stepped cell of both choices, takes the cheaper
+// and now and then tries the other, which notices the other process leaving again. The result
+// does not depend on the choice.
+struct ThreadChoice {
+    double ns_per_cell[2] = {0.0, 0.0};  // one thread, all threads; 0 = not measured yet
+    unsigned since_try = 0;              // steps since the other choice was last tried
+    unsigned try_every = 16;             // doubles while the other choice keeps losing
+};
+ThreadChoice g_thread_choice;
+// A try of two threads on a busy machine can cost several steps' time, so a choice that keeps
+// losing is tried ever more rarely, down to about once a minute of stepping.
+constexpr unsigned kFirstTryEvery = 16, kLastTryEvery = 4096;
+constexpr double kSmallStepCells = 20000.0;  // below this, one thread whatever the machine
+// Rows are handed out in blocks as threads become free, so a thread that lost its core for a
+// while holds up at most one block.
+constexpr int kRowBlock = 8;
+
+void step_rows(const StepView& v, int threads) {
+    const int sny = v.sny;
+#pragma omp parallel for schedule(dynamic, kRowBlock) num_threads(threads) if (threads > 1)
+    for (int sy = 0; sy < sny; ++sy) step_row(v, sy);
+}
+
+void step_all_rows(const StepView& v) {
+    int max_threads = 1;
+#ifdef _OPENMP
+    max_threads = omp_get_max_threads();
+#endif
+    double cells = 0.0;
+    for (int sy = 0; sy < v.sny; ++sy) {
+        const Span s = span_at(v.live_last, sy);
+        if (!s.empty()) cells += double(s.hi - s.lo + 2);
+    }
+    if (max_threads <= 1 || !g_solver_adaptive_threads) return step_rows(v, max_threads);
+    if (cells < kSmallStepCells) return step_rows(v, 1);
+    ThreadChoice& c = g_thread_choice;
+    int pick, best = -1;
+    if (c.ns_per_cell[1] == 0.0)
+        pick = 1;
+    else if (c.ns_per_cell[0] == 0.0)
+        pick = 0;
+    else {
+        best = pick = c.ns_per_cell[0] < c.ns_per_cell[1] ? 0 : 1;
+        if (++c.since_try >= c.try_every) {
+            c.since_try = 0;
+            pick = 1 - best;
+        }
+    }
+    const auto start = std::chrono::steady_clock::now();
+    step_rows(v, pick ? max_threads : 1);
+    const double ns = double(std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                 std::chrono::steady_clock::now() - start)
+                                 .count());
+    const double cost = ns / cells;
+    double& avg = c.ns_per_cell[pick];
+    avg = avg == 0.0 ? cost : 0.75 * avg + 0.25 * cost;
+    if (best >= 0 && pick != best) {
+        const bool still_worse = c.ns_per_cell[pick] >= c.ns_per_cell[best];
+        c.try_every = still_worse ? std::min(2 * c.try_every, kLastTryEvery) : kFirstTryEvery;
+    }
 }
 
 bool plan_fits(const Simulation& sim) {
@@ -481,6 +698,29 @@ void build_plan(const GridData* grid, Simulation* sim) {
     p.sny = sim->sny;
 }
 
+bool plan_built_from(const GridData& g, const Simulation& sim) {
+    const SolverPlan& p = sim.plan;
+    const SolverPlan::Inputs& in = p.built_from;
+    return p.snx == sim.snx && p.sny == sim.sny && p.coef_e.size() == sim.solver_cells &&
+           p.arrival_factor.size() == sim.grid_cells && in.nx == g.nx && in.ny == g.ny &&
+           in.true_wave_speed == g_true_wave_speed && in.depth_m == g.depth_m &&
+           in.effective_depth_m == g.effective_depth_m && in.hidden_depth_m == g.hidden_depth_m &&
+           in.solid == g.solid && in.hidden == g.hidden && in.land_override == g.land_override;
+}
+
+void remember_plan_inputs(const GridData& g, Simulation* sim) {
+    SolverPlan::Inputs& in = sim->plan.built_from;
+    in.nx = g.nx;
+    in.ny = g.ny;
+    in.true_wave_speed = g_true_wave_speed;
+    in.depth_m = g.depth_m;
+    in.effective_depth_m = g.effective_depth_m;
+    in.hidden_depth_m = g.hidden_depth_m;
+    in.solid = g.solid;
+    in.hidden = g.hidden;
+    in.land_override = g.land_override;
+}
+
 }  // namespace
 
 Simulation create_simulation(const GridData* grid) {
@@ -525,24 +765,73 @@ void reset_simulation(const GridData* grid, Simulation* sim) {
     zero(sim->station_max_m);
     zero(sim->station_arrival_s);
     if (!grid || !sim_arrays_fit(*sim) || grid->nx != sim->nx || grid->ny != sim->ny) return;
-    build_plan(grid, sim);
+    if (!plan_built_from(*grid, *sim)) {
+        build_plan(grid, sim);
+        remember_plan_inputs(*grid, sim);
+    }
     // The plan marks exactly the cells the solid test calls solid (no wall coupling).
     const float* self = sim->plan.self_coef.data();
     float* eta = sim->eta.data();
     for (std::size_t i = 0; i < sim->solver_cells; ++i)
         if (self[i] == 0.0f) eta[i] = kWallEta;
+    // Only eta holds the wall marker yet: the first two steps cover every cell.
+    solver_forget_quiet_cells(sim);
 }
 
 void free_simulation(Simulation* sim) {
     if (sim) *sim = Simulation{};
 }
 
+void solver_sources_changed(Simulation* sim) {
+    if (sim) sim->activity.sources_known = false;
+}
+
+void solver_forget_quiet_cells(Simulation* sim) {
+    if (!sim) return;
+    SolverActivity& a = sim->activity;
+    const std::size_t rows = sim->sny;
+    a.live_last.resize(2 * rows);
+    a.live_before.resize(2 * rows);
+    a.live_next.resize(2 * rows);
+    for (std::size_t r = 0; r < rows; ++r)
+        for (auto* spans : {&a.live_last, &a.live_before}) {
+            (*spans)[2 * r] = 0;
+            (*spans)[2 * r + 1] = std::int32_t(sim->snx);
+        }
+    a.sources_known = false;
+}
+
+namespace {
+
+void find_source_columns(Simulation* sim) {
+    SolverActivity& a = sim->activity;
+    const std::size_t nx = sim->nx;
+    a.source_cols.assign(2 * std::size_t(sim->ny), 0);
+    for (std::size_t gy = 0; gy < sim->ny; ++gy) {
+        const float* h = sim->source_height.data() + gy * nx;
+        Span cols = kNoSpan;
+        for (std::size_t gx = 0; gx < nx; ++gx)
+            if (h[gx] != 0.0f) cols.add(int(gx), int(gx) + 1);
+        a.source_cols[2 * gy] = cols.lo;
+        a.source_cols[2 * gy + 1] = cols.hi;
+    }
+    a.sources_known = true;
+}
+
+}  // namespace
+
 void simulate_one_step(const GridData* grid, Simulation* sim, int t_s) {
     // The plan is built by create/reset; without one (a freed or hand-made value) there is
     // nothing safe to step.
     if (!grid || !sim || !plan_fits(*sim)) return;
+    SolverActivity& act = sim->activity;
+    if (act.live_last.size() != 2 * std::size_t(sim->sny) ||
+        act.live_before.size() != act.live_last.size() ||
+        act.live_next.size() != act.live_last.size())
+        solver_forget_quiet_cells(sim);
+    if (!act.sources_known) find_source_columns(sim);
 
-    // The new field is written over the one from two steps ago; every cell is written.
+    // The new field is written over the one from two steps ago.
     std::swap(sim->eta, sim->eta_prev);
 
     const SolverPlan& p = sim->plan;
@@ -572,10 +861,16 @@ void simulate_one_step(const GridData* grid, Simulation* sim, int t_s) {
     v.ghost_r = g_coast_reflection_absorb_enabled ? coastal_reflection_keep_per_step() : 1.0f;
     v.t_s = t_s;
     v.ramp_s = std::max(1, g_source_ramp_seconds);
+    v.live_last = act.live_last.data();
+    v.live_before = act.live_before.data();
+    v.live_next = act.live_next.data();
+    v.source_cols = act.source_cols.data();
 
-    const int sny = v.sny;
-#pragma omp parallel for schedule(static)
-    for (int sy = 0; sy < sny; ++sy) step_row(v, sy);
+    step_all_rows(v);
+
+    // The last step's field is the one the next step overwrites.
+    std::swap(act.live_before, act.live_last);
+    std::swap(act.live_last, act.live_next);
 }
 
 float global_height_decay_per_step() {

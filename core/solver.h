@@ -28,6 +28,26 @@ struct SolverPlan {
     std::vector<float> arrival_factor;        // per grid cell: shoreline-equivalent factor
     std::vector<float> arrival_factor_depth;  // the depth each factor was computed for
     int damped_cell = -1;               // grid index of the held-down cell, -1 if off the grid
+    // What the plan was built from. A run resets several times on the same masks (start-up,
+    // placing a source, starting the run); a reset on unchanged inputs keeps the plan.
+    struct Inputs {
+        std::uint32_t nx = 0, ny = 0;
+        int true_wave_speed = 0;
+        std::vector<float> depth_m, effective_depth_m, hidden_depth_m;
+        std::vector<std::uint8_t> solid, hidden;
+        std::vector<std::int8_t> land_override;
+    } built_from;
+};
+
+// Where the field is not quiet. A quiet cell (eta +0 in both fields, rate +0, no source, a
+// whole neighbourhood of the same) would only write the same bits again, so the step skips it.
+// Per solver row two ints [lo, hi), the columns outside which the row is quiet.
+struct SolverActivity {
+    std::vector<std::int32_t> live_last;    // eta and rate after the last step
+    std::vector<std::int32_t> live_before;  // eta after the step before
+    std::vector<std::int32_t> live_next;    // scratch for the step
+    std::vector<std::int32_t> source_cols;  // per grid row: columns with a non-zero source
+    bool sources_known = false;             // false: rescan source_height before the next step
 };
 
 struct Simulation {
@@ -51,6 +71,7 @@ struct Simulation {
     std::vector<std::int32_t> station_arrival_s;  // per station, 0 = none yet
 
     SolverPlan plan;
+    SolverActivity activity;
 
     std::size_t bordered_index(int x, int y) const { return std::size_t(y + 1) * nx + x; }
     std::size_t solver_index_of_cell(int x, int y) const {
@@ -66,11 +87,19 @@ extern int g_source_ramp_seconds;              // 120
 // scaled by true_speed_coupling_factor so the scheme's long-wave speed is sqrt(g h) at the
 // cells' latitude. Read when the plan is built: change it, then reset the simulation.
 extern int g_true_wave_speed;
+// 1: the step measures whether one thread or all of them is faster right now (another process
+// may hold a core) and uses that. 0: always all threads, as OpenMP is set up.
+extern int g_solver_adaptive_threads;
 
 Simulation create_simulation(const GridData* grid);
 void reset_simulation(const GridData* grid, Simulation* sim);
 void free_simulation(Simulation* sim);
 void simulate_one_step(const GridData* grid, Simulation* sim, int t_s);
+// Whoever writes source_height of a running simulation calls this, so the next step looks for
+// sources again (a source in a quiet region has to wake it up).
+void solver_sources_changed(Simulation* sim);
+// Whoever writes eta or rate outside the step calls this: the next two steps cover every cell.
+void solver_forget_quiet_cells(Simulation* sim);
 
 float global_height_decay_per_step();
 void set_coastal_reflection_absorption(int enabled, float loss);

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "core/masks.h"
+#include "core/sources.h"
 #include "tests/support/reference_step.h"
 #include "tests/support/synthetic_grid.h"
 
@@ -32,6 +33,8 @@ class SolverTest : public ::testing::Test {
     static void restore_settings() {
         set_coastal_reflection_absorption(1, 0.55f);
         g_source_ramp_seconds = 120;
+        g_solver_adaptive_threads = 1;
+        g_true_wave_speed = 0;
     }
 };
 
@@ -164,6 +167,7 @@ void run_against_reference(const GridData& grid, std::uint32_t seed, int steps,
             if (step == 16) {
                 s->source_height[late_cell] = 2.5f;
                 s->source_delay_s[late_cell] = t + 30;
+                solver_sources_changed(s);
             }
             if (step == 22) {
                 const int c = sources[2];
@@ -199,6 +203,77 @@ TEST_F(SolverTest, OptimisedStepMatchesReferenceAroundTheDampedCell) {
         }
     ASSERT_FALSE(near_damped.empty());
     run_against_reference(grid, 11, 12, {near_damped.front()});
+}
+
+// From still water the step skips the quiet sea; what it skips must be what the literal step
+// would have left unchanged. Each case starts one source in the south-west and then does what
+// can wake a quiet region: the wave itself spreading into it, a brush stroke far ahead of the
+// wave, a reset in the middle of the run.
+TEST_F(SolverTest, SkippingQuietCellsMatchesTheLiteralStep) {
+    struct Case {
+        const char* name;
+        int stroke_step;  // 0: none
+        int reset_step;   // 0: none
+    };
+    const Case cases[] = {{"wave spreading into still water", 0, 0},
+                          {"brush stroke ahead of the wave", 9, 0},
+                          {"reset during the run", 0, 14}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const GridData grid = make_feature_grid(4);
+        Simulation fast = create_simulation(&grid);
+        const int nx = int(grid.nx), ny = int(grid.ny);
+        auto place_first = [&](Simulation* s) {
+            add_source_grid(&grid, s, 6, 3, 1.2f, 0);
+            add_source_grid(&grid, s, 7, 3, -0.7f, 15);
+        };
+        place_first(&fast);
+        Simulation ref = fast;
+        int quiet_rows = 0;
+        for (int step = 1; step <= 70; ++step) {
+            const int t = step * kModelStepSeconds;
+            if (step == c.stroke_step) {
+                const int sy = int(fast.pad) + ny - 3;
+                const auto& live = fast.activity.live_last;
+                ASSERT_GE(live[2 * sy], live[2 * sy + 1]) << "the stroke's row is not quiet";
+                for (Simulation* s : {&fast, &ref})
+                    add_source_grid(&grid, s, nx - 6, ny - 3, 2.0f, t);
+            }
+            if (step == c.reset_step)
+                for (Simulation* s : {&fast, &ref}) {
+                    reset_simulation(&grid, s);
+                    place_first(s);
+                }
+            simulate_one_step(&grid, &fast, t);
+            reference_simulate_one_step(&grid, &ref, t);
+            ASSERT_TRUE(same_state(fast, ref)) << "step " << step;
+            const auto& live = fast.activity.live_last;
+            for (std::size_t r = 0; r < live.size(); r += 2) quiet_rows += live[r] >= live[r + 1];
+        }
+        EXPECT_GT(quiet_rows, 0);  // something was skipped
+    }
+}
+
+// The held-down cell rounds a faint negative height to -0, which the next step turns into +0:
+// -0 is not quiet.
+TEST_F(SolverTest, NegativeZeroIsNotQuiet) {
+    const GridData grid = load_spec(testing::make_realistic_grid(340, 232, 3));
+    ASSERT_FALSE(grid.solid[225 * 340 + 332]);
+    Simulation fast = create_simulation(&grid);
+    // Faint enough to come out as -0 a few steps in, after the first steps that cover everything.
+    fast.eta[fast.solver_index_of_cell(332, 225)] = -1e-43f;
+    Simulation ref = fast;
+    int first_negative_zero = 0;
+    for (int step = 1; step <= 30; ++step) {
+        simulate_one_step(&grid, &fast, step * kModelStepSeconds);
+        reference_simulate_one_step(&grid, &ref, step * kModelStepSeconds);
+        ASSERT_TRUE(same_state(fast, ref)) << "step " << step;
+        for (const auto* field : {&fast.eta, &fast.rate})
+            for (float f : *field)
+                if (f == 0.0f && std::signbit(f) && !first_negative_zero)
+                    first_negative_zero = step;
+    }
+    EXPECT_GT(first_negative_zero, 2);
 }
 
 TEST_F(SolverTest, ResetMarksWallsOnlyAndFreeEmpties) {
@@ -251,6 +326,23 @@ TEST_F(SolverTest, ResetAfterAMaskChangeRebuildsWhatTheStepUses) {
     }
     EXPECT_TRUE(same_state(sim, ref));
     EXPECT_EQ(sim.eta[sim.solver_index_of_cell(10, 8)], 100.0f);
+}
+
+// A reset on unchanged masks keeps the plan; switching true speed must still rebuild it.
+TEST_F(SolverTest, ResetRebuildsThePlanWhenTrueSpeedIsSwitched) {
+    GridData grid = load_spec(make_ocean(20, 16, 500.0f));
+    Simulation sim = create_simulation(&grid);
+    for (int on : {1, 1, 0}) {
+        g_true_wave_speed = on;
+        reset_simulation(&grid, &sim);
+        sim.source_height[8 * 20 + 11] = 1.0f;
+        Simulation ref = sim;
+        for (int s = 1; s <= 6; ++s) {
+            simulate_one_step(&grid, &sim, s * 15);
+            reference_simulate_one_step(&grid, &ref, s * 15);
+        }
+        EXPECT_TRUE(same_state(sim, ref)) << "true speed " << on;
+    }
 }
 
 TEST_F(SolverTest, SourceRampsInOverItsDelay) {
@@ -350,6 +442,7 @@ TEST_F(SolverTest, ThreadCountDoesNotChangeABit) {
     }
     Simulation two = one;
     const int saved = omp_get_max_threads();
+    g_solver_adaptive_threads = 0;  // two threads even where one would be faster
     for (int s = 1; s <= 40; ++s) {
         omp_set_num_threads(1);
         simulate_one_step(&grid, &one, s * 15);

@@ -94,6 +94,7 @@ void add_source_grid(const GridData* grid, Simulation* sim, int x, int y, float 
     // Points of one rupture time on one cell add up; a later point with another time wins.
     if (cur != 0.0f && sim->source_delay_s[c] == delay_s) h = height_m + cur;
     sim->source_height[c] = h;
+    solver_sources_changed(sim);
     sim->source_delay_s[c] = delay_s;
     sim->source_applied[c] = 0.0f;
 }

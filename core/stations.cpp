@@ -205,7 +205,14 @@ float station_observed_height_m(const GridData* grid, const Simulation* sim, int
         depth = grid->effective_depth_m[cell];
     else if ((std::size_t)cell < grid->depth_m.size())
         depth = grid->depth_m[cell];
-    return eta * station_shoreline_equiv_factor(clamp_depth(depth));
+    const float h = clamp_depth(depth);
+    // The step keeps this factor per cell (a pow each); use it when it is for this depth.
+    const SolverPlan& p = sim->plan;
+    if ((std::size_t)cell < p.arrival_factor.size() &&
+        (std::size_t)cell < p.arrival_factor_depth.size() && p.arrival_factor_depth[cell] == h &&
+        p.arrival_factor[cell] != 0.0f)
+        return eta * p.arrival_factor[cell];
+    return eta * station_shoreline_equiv_factor(h);
 }
 
 void update_station_stats(const GridData* grid, Simulation* sim, int t_s) {

@@ -323,6 +323,7 @@ static float merged_slip(float s0, float b, float new_height) {
 static void mirror_cell(std::size_t c, float h, int d, bool restart_ramp) {
     Simulation& sim = g_sim;
     if (c < sim.source_height.size()) sim.source_height[c] = h;
+    solver_sources_changed(&sim);
     if (c < sim.source_delay_s.size()) sim.source_delay_s[c] = d;
     if (restart_ramp && c < sim.source_applied.size()) sim.source_applied[c] = 0.0f;
 }

@@ -22,6 +22,7 @@ void drop_nodes_from(std::size_t start_count) {
         if (!g_grid.in_grid(p.grid_x, p.grid_y)) continue;
         const std::size_t c = std::size_t(p.grid_y) * g_grid.nx + std::size_t(p.grid_x);
         if (c < g_sim.source_height.size()) g_sim.source_height[c] = 0.0f;
+        solver_sources_changed(&g_sim);
         if (c < g_sim.source_delay_s.size()) g_sim.source_delay_s[c] = 0;
         if (c < g_sim.source_applied.size()) g_sim.source_applied[c] = 0.0f;
     }
