@@ -551,6 +551,7 @@ void orvex_export_tick() {
 }
 
 void orvex_arrivals_reset_for_tests() {
+    g_orvex_outbox_write_hook = nullptr;
     g_orvex_event_queue_full = 0;
     g_orvex_observation_event_count = 0;
     g_first_unsent_event = 0;
