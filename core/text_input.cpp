@@ -52,7 +52,9 @@ const char* skip_bom(const char* s) {
     return s && std::strncmp(s, "\xEF\xBB\xBF", 3) == 0 ? s + 3 : s;
 }
 
-char* skip_bom(char* s) { return const_cast<char*>(skip_bom(static_cast<const char*>(s))); }
+char* skip_bom(char* s) {
+    return const_cast<char*>(skip_bom(static_cast<const char*>(s)));
+}
 
 bool narrow_to_float(double v, float* out) {
     if (!std::isfinite(v) || std::fabs(v) > double(FLT_MAX)) return false;

@@ -20,14 +20,14 @@ TEST(Utf8Copy, CutsAtCharacterBoundariesAndReplacesStrayBytes) {
     const Case cases[] = {
         {"abc", 4, "abc"},
         {"abcd", 4, "abc"},
-        {"a\xE7\xB6\xB2", 4, "a"},              // 網 needs 3 bytes + NUL
+        {"a\xE7\xB6\xB2", 4, "a"},  // 網 needs 3 bytes + NUL
         {"a\xE7\xB6\xB2", 5, "a\xE7\xB6\xB2"},
         {"\xE7\xB6z", 8, "\xEF\xBF\xBD\xEF\xBF\xBDz"},  // a cut character: two stray bytes
         {"\xC0\xAF", 8, "\xEF\xBF\xBD\xEF\xBF\xBD"},    // overlong '/'
-        {"\xED\xA0\x80", 4, "\xEF\xBF\xBD"},             // surrogate: first byte replaced
-        {"\xF4\x90\x80\x80", 4, "\xEF\xBF\xBD"},         // above U+10FFFF
+        {"\xED\xA0\x80", 4, "\xEF\xBF\xBD"},            // surrogate: first byte replaced
+        {"\xF4\x90\x80\x80", 4, "\xEF\xBF\xBD"},        // above U+10FFFF
         {"\xF0\x9F\x8C\x8A", 5, "\xF0\x9F\x8C\x8A"},
-        {"\xFFok", 2, ""},                               // the replacement does not fit
+        {"\xFFok", 2, ""},  // the replacement does not fit
         {nullptr, 4, ""},
     };
     for (const Case& c : cases) {
@@ -51,8 +51,8 @@ TEST(ReadLine, AnOverlongLineKeepsItsFirstPieceAndDropsItsTail) {
 }
 
 TEST(NarrowToFloat, OnlyFiniteValuesWithinFloatRange) {
-    const std::pair<double, bool> cases[] = {{0.0, true},     {3.4e38, true}, {-3.4e38, true},
-                                             {1e-50, true},   {1e39, false},  {-1e39, false},
+    const std::pair<double, bool> cases[] = {{0.0, true},   {3.4e38, true}, {-3.4e38, true},
+                                             {1e-50, true}, {1e39, false},  {-1e39, false},
                                              {1e300, false}};
     for (const auto& [v, ok] : cases) {
         float out = 7.0f;
@@ -73,7 +73,9 @@ TEST(OpenRegularFile, ADirectoryIsAFileThatCannotBeOpened) {
     EXPECT_EQ(errno, EISDIR);
     EXPECT_EQ(open_regular_file(dir.file("missing").c_str()), nullptr);
     EXPECT_EQ(errno, ENOENT);
-    EXPECT_STREQ(skip_bom("\xEF\xBB\xBF" "1,2"), "1,2");
+    EXPECT_STREQ(skip_bom("\xEF\xBB\xBF"
+                          "1,2"),
+                 "1,2");
 }
 
 }  // namespace

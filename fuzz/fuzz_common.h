@@ -21,7 +21,9 @@ namespace kaitoro::fuzz {
 
 struct FatalExit {};
 
-inline void throw_on_fatal(const char*) { throw FatalExit{}; }
+inline void throw_on_fatal(const char*) {
+    throw FatalExit{};
+}
 
 // A private scratch folder for this process, made once.
 inline const std::string& scratch_dir() {
@@ -43,12 +45,12 @@ inline std::string write_input(const char* name, const std::uint8_t* data, std::
     return path;
 }
 
-#define FUZZ_CHECK(cond)                                                                  \
-    do {                                                                                  \
-        if (!(cond)) {                                                                    \
+#define FUZZ_CHECK(cond)                                                                       \
+    do {                                                                                       \
+        if (!(cond)) {                                                                         \
             std::fprintf(stderr, "invariant broken: %s (%s:%d)\n", #cond, __FILE__, __LINE__); \
-            std::abort();                                                                 \
-        }                                                                                 \
+            std::abort();                                                                      \
+        }                                                                                      \
     } while (0)
 
 inline bool valid_utf8(const char* s) {
@@ -73,7 +75,8 @@ inline GridData small_grid() {
     for (std::int32_t cell : {3 * 40 + 5, 3 * 40 + 20, 3 * 40 + 30})
         b.append(reinterpret_cast<const char*>(&cell), 4);
     for (std::int32_t zone : {11, 12, 12}) b.append(reinterpret_cast<const char*>(&zone), 4);
-    const std::string path = write_input("small_grid.bin", reinterpret_cast<const std::uint8_t*>(b.data()), b.size());
+    const std::string path =
+        write_input("small_grid.bin", reinterpret_cast<const std::uint8_t*>(b.data()), b.size());
     return load_grid_data(path.c_str());
 }
 

@@ -2,7 +2,6 @@
 // float range, byte-order marks, directories, overlong lines and lying grid headers. Each
 // must be refused or read safely, never turned into a wrong but plausible state.
 #include <gtest/gtest.h>
-
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -40,7 +39,10 @@ TEST(HostileSources, WrappedIntegersBomsAndLineTailsAreNotLoaded) {
         {"x beyond int", "4294967856,331,1.0,0\n1,2,1.0,0\n", "1,2,0;"},
         {"delay beyond int", "5,5,1.0,99999999999\n", ""},
         {"height beyond float", "5,5,1e39,0\n", ""},
-        {"bom without header", "\xEF\xBB\xBF" "3,4,1.0,0\n", "3,4,0;"},
+        {"bom without header",
+         "\xEF\xBB\xBF"
+         "3,4,1.0,0\n",
+         "3,4,0;"},
         {"bom with header", "\xEF\xBB\xBFgrid_x,grid_y,height_m,delay_s\n3,4,1.0,0\n", "3,4,0;"},
         {"overlong line tail", "#" + std::string(510, 'c') + "30,30,1.0,0\n7,7,1,0\n", "7,7,0;"},
     };
@@ -62,7 +64,9 @@ TEST(HostileSources, WrappedIntegersBomsAndLineTailsAreNotLoaded) {
 TEST(HostileOverrides, WrappedIntegersBomsLineTailsAndDirectories) {
     const std::pair<std::string, const char*> cases[] = {
         {"4294967297,20,land\n", "none"},
-        {"\xEF\xBB\xBF" "1,2,land\n", "1,2"},
+        {"\xEF\xBB\xBF"
+         "1,2,land\n",
+         "1,2"},
         {kLongComment + "30,30,land\n", "none"},
     };
     TempDir dir;
@@ -73,7 +77,8 @@ TEST(HostileOverrides, WrappedIntegersBomsLineTailsAndDirectories) {
         std::string got;
         for (std::uint32_t y = 0; y < g.ny; ++y)
             for (std::uint32_t x = 0; x < g.nx; ++x)
-                if (g.land_override[y * g.nx + x] == 1) got += std::to_string(x) + "," + std::to_string(y);
+                if (g.land_override[y * g.nx + x] == 1)
+                    got += std::to_string(x) + "," + std::to_string(y);
         EXPECT_EQ(got.empty() ? "none" : got, want) << text.substr(0, 20);
     }
     GridData g = testing::load_spec(testing::make_ocean(4, 4, 100.0f));
