@@ -340,21 +340,21 @@ int auto_load_color_settings() {
         s = trim_line(s);
         if (state == Outside) {
             if (!*s || *s == '#') continue;
-            int v = 0;
+            long long v = 0;  // read wide: 4294967296 must not wrap to 0 (off)
             if (!std::strcmp(s, "CELL_BEGIN"))
                 state = InCell;
             else if (!std::strcmp(s, "COAST_BEGIN"))
                 state = InCoast;
-            else if (starts_with(s, "cell_enabled=") && std::sscanf(s, "cell_enabled=%d", &v) == 1)
+            else if (starts_with(s, "cell_enabled=") && std::sscanf(s, "cell_enabled=%lld", &v) == 1)
                 cell_enabled = v != 0;
-            else if (starts_with(s, "cell_smooth=") && std::sscanf(s, "cell_smooth=%d", &v) == 1)
+            else if (starts_with(s, "cell_smooth=") && std::sscanf(s, "cell_smooth=%lld", &v) == 1)
                 cell_smooth = v != 0;
             else if (starts_with(s, "coast_enabled=") &&
-                     std::sscanf(s, "coast_enabled=%d", &v) == 1)
+                     std::sscanf(s, "coast_enabled=%lld", &v) == 1)
                 coast_enabled = v != 0;
-            else if (starts_with(s, "coast_smooth=") && std::sscanf(s, "coast_smooth=%d", &v) == 1)
+            else if (starts_with(s, "coast_smooth=") && std::sscanf(s, "coast_smooth=%lld", &v) == 1)
                 coast_smooth = v != 0;
-            else if (starts_with(s, "coast_step=") && std::sscanf(s, "coast_step=%d", &v) == 1)
+            else if (starts_with(s, "coast_step=") && std::sscanf(s, "coast_step=%lld", &v) == 1)
                 coast_step = v != 0;
             continue;
         }

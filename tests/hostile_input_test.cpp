@@ -12,11 +12,14 @@
 #include "core/grid.h"
 #include "core/masks.h"
 #include "core/sources.h"
+#include "core/stations.h"
+#include "core/status.h"
 #include "quick_ff/ff_csv.h"
 #include "quick_ff/ff_grid.h"
 #include "render/colors.h"
 #include "source_design/preset.h"
 #include "source_design/source_cell.h"
+#include "tests/support/fake_platform.h"
 #include "tests/support/global_state.h"
 #include "tests/support/synthetic_grid.h"
 
@@ -130,6 +133,23 @@ TEST(HostileColours, HeightsBeyondFloatRangeAreRefusedAndFarKeysInterpolate) {
     ASSERT_EQ(parse_color_keyframes_text("-3e38 #000000\n3e38 #ffffff\n", keys, &n, message), 1);
     // Two thirds of the way: (1e38 + 3e38) / 6e38 overflows float in both terms.
     EXPECT_EQ(color_keyframes_rgb32(keys, n, 0, 1e38f), 0xAAAAAAu);
+}
+
+TEST(FailedWrites, TheDesktopKeepsItsStatusAndAddsOneWarningNamingTheFile) {
+    testing::install_grid(testing::load_spec(testing::make_ocean(10, 10, 100.0f)));
+    testing::ScopedFakePlatform fp;
+    TempDir dir;
+    const std::string table = dir.file("missing-folder/t.csv");
+    fp.fake.save_answers.push_back(table);
+    save_station_csv_dialog(nullptr);
+    EXPECT_STREQ(g_status, ("Saved station CSV and forecast-zone CSV: " + dir.path() +
+                            "/missing-folder/t_forecast_zones.csv")
+                               .c_str());
+    ASSERT_EQ(fp.fake.boxes.size(), 1u);
+    EXPECT_EQ(fp.fake.boxes[0].text,
+              "Could not write:\n" + table + "\n" + dir.path() + "/missing-folder/t_forecast_zones.csv");
+    EXPECT_EQ(fp.fake.boxes[0].icon, MessageIcon::Warning);
+    testing::reset_all_globals();
 }
 
 class HostileGrid : public ::testing::Test {
