@@ -47,19 +47,19 @@ else
     export ASAN_OPTIONS=halt_on_error=1:abort_on_error=1:detect_leaks=0
     export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
     status=0
+    # Absolute paths: the harnesses run inside the build folder and may change directory.
+    out="$PWD/$BUILD_DIR"
     for harness in fuzz/*_fuzz.cpp; do
         name=$(basename "$harness" .cpp)
-        # Absolute paths: a harness may change its working directory.
-        corpus="$PWD/$BUILD_DIR/corpus/$name"
+        corpus="$out/corpus/$name"
         mkdir -p "$corpus"
-        seeds=fuzz/corpus/${name%_fuzz}
+        seeds="$PWD/fuzz/corpus/${name%_fuzz}"
         [ -d "$seeds" ] || seeds=
         echo "== $name: ${fuzz_seconds}s"
-        # Findings land in build-fuzz/ as crash-*/leak-*/timeout-* files.
-        if ! (cd "$BUILD_DIR" && "./$name" -max_total_time="$fuzz_seconds" -max_len=65536 \
+        # Findings land in build-fuzz/ as <harness>-crash-*, -leak-* or -timeout-* files.
+        if ! (cd "$out" && "./$name" -max_total_time="$fuzz_seconds" -max_len=65536 \
                 -timeout=20 -rss_limit_mb=2048 -print_final_stats=1 \
-                -artifact_prefix="$PWD/$BUILD_DIR/$name-" "$corpus" \
-                ${seeds:+"$PWD/$seeds"} 2>&1 | tail -n 12); then
+                -artifact_prefix="$out/$name-" "$corpus" ${seeds:+"$seeds"} 2>&1 | tail -n 12); then
             status=1
         fi
     done
