@@ -1,14 +1,17 @@
 #include "cli/options.h"
 
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "core/driver.h"
 #include "core/platform.h"
 #include "core/solver.h"
 #include "export/animation.h"
+#include "core/text_input.h"
 #include "feed/arrivals.h"
 
 namespace kaitoro::cli {
@@ -73,6 +76,9 @@ std::string default_grid_path() {
 }
 
 double parse_number(const char* opt, const char* text) {
+    // Decimal only: strtod would also take "0x10", "inf" and "nan".
+    for (const char* p = text; *p; ++p)
+        if (!std::strchr("0123456789+-.eE", *p)) throw UsageError{std::string(opt) + " needs a number"};
     char* end = nullptr;
     const double v = std::strtod(text, &end);
     if (!*text || *end || !std::isfinite(v)) throw UsageError{std::string(opt) + " needs a number"};
@@ -86,6 +92,11 @@ static int parse_minutes(const std::string& opt, const char* text) {
     if (!(m > 0) || s > 1e8 || s != std::floor(s) || long(s) % kModelStepSeconds != 0)
         throw UsageError{opt + " needs minutes above 0, a multiple of 0.25"};
     return int(s);
+}
+
+namespace {
+// Model time is counted in int seconds: a run may not go past it.
+constexpr double kMaxRunSeconds = 2147483647.0 - 3600.0;
 }
 
 RunOptions parse_run_options(int argc, char** argv, bool info) {
@@ -107,14 +118,21 @@ RunOptions parse_run_options(int argc, char** argv, bool info) {
         else if (a == "--save-preset") o.save_preset = value();
         else if (a == "--station") {
             const double n = parse_number("--station", value());
-            if (n < 1 || n != std::floor(n)) throw UsageError{"--station needs a station number"};
+            if (n < 1 || n > 2147483647.0 || n != std::floor(n))
+                throw UsageError{"--station needs a station number"};
             o.stations.push_back(int(n));
         } else if (a == "--hours") {
             o.hours = parse_number("--hours", value());
             if (o.hours < 0) throw UsageError{"--hours must not be negative"};
+            if (o.hours * 3600.0 > kMaxRunSeconds)
+                throw UsageError{"--hours must be at most " +
+                                 std::to_string(int(kMaxRunSeconds / 3600.0))};
         } else if (a == "--steps") {
             const double n = parse_number("--steps", value());
             if (n < 0 || n != std::floor(n)) throw UsageError{"--steps needs a whole number"};
+            if (n * kModelStepSeconds > kMaxRunSeconds)
+                throw UsageError{"--steps must be at most " +
+                                 std::to_string((long long)(kMaxRunSeconds / kModelStepSeconds))};
             o.steps = (long long)n;
         } else if (a == "--no-transmit-limit") o.transmit_limit = false;
         else if (a == "--out") o.out = value();
@@ -182,11 +200,14 @@ RunOptions parse_run_options(int argc, char** argv, bool info) {
 }
 
 int start(const std::string& grid_path) {
-    if (!file_exists(grid_path.c_str())) {
-        std::fprintf(stderr, "Error: could not open data file: %s: No such file or directory\n",
-                     grid_path.c_str());
+    // The real reason (missing, a directory, no permission), in the loader's own words.
+    std::FILE* f = open_regular_file(grid_path.c_str());
+    if (!f) {
+        std::fprintf(stderr, "Error: could not open data file: %s: %s\n", grid_path.c_str(),
+                     std::strerror(errno));
         return 1;
     }
+    std::fclose(f);
     char* args[] = {const_cast<char*>("kaitoro-cli"), const_cast<char*>(grid_path.c_str())};
     return driver_startup(2, args);
 }

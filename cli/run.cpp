@@ -16,6 +16,7 @@
 #include "core/geo.h"
 #include "core/masks.h"
 #include "core/platform.h"
+#include "core/safe_file.h"
 #include "core/sources.h"
 #include "core/stations.h"
 #include "core/status.h"
@@ -57,6 +58,11 @@ public:
         return dir_ + "/" + req.default_name;
     }
     void beep(BeepKind) override {}
+    // A failed write is named once, by the run's own summary, not also as a box on stderr.
+    MessageAnswer message_box(const std::string&, const std::string&, MessageIcon,
+                              MessageButtons) override {
+        return MessageAnswer::Ok;
+    }
 
 private:
     std::string dir_;
@@ -208,6 +214,7 @@ void print_outbox_summary() {
     std::printf("ORVEX outbox %s: %d observation_arrival packet(s), %d warning_check(s); %d "
                 "report(s) waiting for the wall clock.\n",
                 orvex_outbox_path(), arrivals, checks, waiting);
+    if (g_orvex_event_queue_full) std::printf("%s\n", orvex_queue_full_text());
 }
 
 // The image exports, through the same save commands as the desktop keys. False when one
@@ -260,6 +267,7 @@ int cmd_run(const RunOptions& o) {
     if (int rc = start(o.grid)) return rc;
     g_fault_horizontal_term = o.horizontal_term ? 1 : 0;
     g_quick_ff_okada = o.okada ? 1 : 0;
+    clear_write_failures();
     g_orvex_transmit_mode = o.transmit_limit ? 1 : 0;
     // The outbox goes with the run's other results, set before any reset empties it.
     if (!orvex_set_outbox_directory(o.out.c_str())) {
@@ -289,6 +297,10 @@ int cmd_run(const RunOptions& o) {
         if (!load_sources_csv(&g_sources, s.c_str())) {
             std::fprintf(stderr, "Error: could not open source file: %s\n", s.c_str());
             return 1;
+        }
+        if (g_sources.count == before) {
+            std::fprintf(stderr, "Error: no usable source line in source file: %s\n", s.c_str());
+            return 2;
         }
         loaded += g_sources.count - before;
     }
@@ -387,7 +399,11 @@ int cmd_run(const RunOptions& o) {
     std::printf("Model time %d s (%s), %lld steps in %.2f s, %.1f steps/s\n", g_time_s,
                 format_hms(g_time_s).c_str(), done, secs, secs > 0 ? double(done) / secs : 0.0);
     driver_shutdown();
-    return images_ok && exports_ok ? 0 : 1;
+    // The save commands keep their status texts; every file that was not written is named
+    // here and the run fails, so a script never takes a missing table for a result.
+    for (const std::string& path : write_failures())
+        std::fprintf(stderr, "Error: could not write file: %s\n", path.c_str());
+    return images_ok && exports_ok && write_failures().empty() ? 0 : 1;
 }
 
 }  // namespace kaitoro::cli

@@ -8,6 +8,7 @@
 #include "core/platform.h"
 #include "core/stations.h"
 #include "core/status.h"
+#include "core/text_input.h"
 #include "core/time_series.h"
 // The composition root plugs the folders above the core into its hooks.
 #include "feed/feed_hooks.h"
@@ -46,8 +47,9 @@ void feed_reset_export_state() {
     if (g_feed_hooks.reset_export_state) g_feed_hooks.reset_export_state();
 }
 
+// A directory of that name is not a file: it must not hide the overrides found further on.
 bool file_exists(const char* path) {
-    std::FILE* f = std::fopen(path, "rb");
+    std::FILE* f = open_regular_file(path);
     if (!f) return false;
     std::fclose(f);
     return true;

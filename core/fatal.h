@@ -9,6 +9,9 @@
 namespace kaitoro {
 
 [[noreturn]] void tsunami_fatal(const char* message);
+// When set, called with the message instead of printing it and exiting; it must not return
+// (the fuzzers throw from it, so the documented exit is not taken for a crash).
+extern void (*g_tsunami_fatal_hook)(const char* message);
 // Appends the system error text of errno: "Error: %s: %s\n".
 [[noreturn]] void tsunami_fatal_errno(const char* message);
 

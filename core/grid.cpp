@@ -1,15 +1,19 @@
 #include "core/grid.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <string>
+#include <unordered_map>
 
 #include "core/fatal.h"
 #include "core/masks.h"
 #include "core/solver.h"
+#include "core/text_input.h"
 
 namespace kaitoro {
 
@@ -48,6 +52,36 @@ std::vector<ZoneCorrection> parse_kma_table() {
 
 bool cell_valid(const GridData& g, std::int32_t cell) { return g.cell_valid(cell); }
 
+// Stations by 5 x 5 cell block, so "every station within 5 cells" looks at nine blocks
+// instead of every station (the smoothing passes were quadratic in the station count).
+class StationIndex {
+  public:
+    explicit StationIndex(const GridData& g) : nx_(int(g.nx)) {
+        for (std::uint32_t j = 0; j < g.station_count; ++j) {
+            const std::int32_t cj = g.station_cell[j];
+            if (cj < 0) continue;
+            blocks_[key(cj % nx_ / kBlock, cj / nx_ / kBlock)].push_back(j);
+        }
+    }
+    // Calls f(j) for every station that may lie within 5 cells of (x, y), x and y >= 0.
+    template <class F>
+    void for_near(int x, int y, F f) const {
+        const long long bx = x / kBlock, by = y / kBlock;
+        for (long long dy = -1; dy <= 1; ++dy)
+            for (long long dx = -1; dx <= 1; ++dx) {
+                const auto it = blocks_.find(key(bx + dx, by + dy));
+                if (it == blocks_.end()) continue;
+                for (std::uint32_t j : it->second) f(j);
+            }
+    }
+
+  private:
+    static constexpr int kBlock = 5;
+    static long long key(long long bx, long long by) { return by * (1LL << 32) + bx; }
+    int nx_;
+    std::unordered_map<long long, std::vector<std::uint32_t>> blocks_;
+};
+
 void set_zone(GridData& g, int station_no, int zone) {
     if (station_no >= 1 && std::uint32_t(station_no) <= g.station_count)
         g.station_zone[std::size_t(station_no) - 1] = zone;
@@ -56,17 +90,18 @@ void set_zone(GridData& g, int station_no, int zone) {
 // Gives isolated outside-zone stations the zone their Japanese neighbours agree on.
 void smooth_outside_zone_stations(GridData& g) {
     const int nx = int(g.nx);
+    const StationIndex index(g);
     for (std::uint32_t i = 0; i < g.station_count; ++i) {
         const std::int32_t ci = g.station_cell[i];
         if (g.station_zone[i] != kZoneOutside || !cell_valid(g, ci) || ci % nx >= nx - 2) continue;
         const int xi = ci % nx, yi = ci / nx;
         int hist[67] = {};
         int jp = 0, outside = 0, kr = 0;
-        for (std::uint32_t j = 0; j < g.station_count; ++j) {
+        index.for_near(xi, yi, [&](std::uint32_t j) {
             const std::int32_t cj = g.station_cell[j];
-            if (j == i || cj < 0) continue;
+            if (j == i) return;
             const long long dx = cj % nx - xi, dy = cj / nx - yi;
-            if (dx * dx + dy * dy > 25) continue;
+            if (dx * dx + dy * dy > 25) return;
             const int z = g.station_zone[j];
             if (z >= 1 && z <= 66) {
                 ++hist[z];
@@ -76,7 +111,7 @@ void smooth_outside_zone_stations(GridData& g) {
             } else if (z >= 68 && z <= 100) {
                 ++kr;
             }
-        }
+        });
         int best = 0, best_count = 0;
         for (int z = 1; z <= 66; ++z)
             if (hist[z] > best_count) best = z, best_count = hist[z];
@@ -89,21 +124,22 @@ void smooth_outside_zone_stations(GridData& g) {
 // neighbours.
 void smooth_zone45_to_42(GridData& g) {
     const int nx = int(g.nx);
+    const StationIndex index(g);
     for (std::uint32_t i = 0; i < g.station_count; ++i) {
         const std::int32_t ci = g.station_cell[i];
         if (g.station_zone[i] != 45 || ci < 0) continue;
         const int xi = ci % nx, yi = ci / nx;
         int n42 = 0, n45 = 0, other = 0;
-        for (std::uint32_t j = 0; j < g.station_count; ++j) {
+        index.for_near(xi, yi, [&](std::uint32_t j) {
             const std::int32_t cj = g.station_cell[j];
-            if (j == i || cj < 0) continue;
+            if (j == i) return;
             const long long dx = cj % nx - xi, dy = cj / nx - yi;
-            if (dx * dx + dy * dy > 25) continue;
+            if (dx * dx + dy * dy > 25) return;
             const int z = g.station_zone[j];
             if (z == 42) ++n42;
             else if (z == 45) ++n45;
             else if (z >= 1 && z <= 66) ++other;
-        }
+        });
         if (n42 >= 4 && n45 <= 1 && n45 + other <= n42) g.station_zone[i] = 42;
     }
 }
@@ -169,7 +205,8 @@ const std::vector<int>& zone49_station_list() {
 }
 
 GridData load_grid_data(const char* path) {
-    File f(std::fopen(path, "rb"));
+    // A directory is a file that cannot be opened, not a truncated one.
+    File f(open_regular_file(path));
     if (!f) tsunami_fatal_errno("could not open data file");
 
     unsigned char magic[16];
@@ -195,6 +232,14 @@ GridData load_grid_data(const char* path) {
 
     const std::size_t cells = g.cell_count();
     const std::size_t stations = g.station_count;
+    // What the header promises must be in the file before anything is allocated: a hostile
+    // 28-byte header would otherwise ask for gigabytes first and fail only afterwards.
+    struct stat st {};
+    const std::uint64_t body = std::uint64_t(cells) * (sizeof(float) + 1) +
+                               std::uint64_t(stations) * 2 * sizeof(std::int32_t);
+    if (fstat(fileno(f.get()), &st) != 0 || st.st_size < 28 ||
+        std::uint64_t(st.st_size) - 28 < body)
+        tsunami_fatal("data file body is truncated");
     tsunami_xcalloc(g.depth_m, cells);
     tsunami_xcalloc(g.effective_depth_m, cells);
     tsunami_xcalloc(g.raw_land, cells);

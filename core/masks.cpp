@@ -9,6 +9,7 @@
 
 #include "core/safe_file.h"
 #include "core/solver.h"
+#include "core/text_input.h"
 
 namespace kaitoro {
 
@@ -211,21 +212,24 @@ int save_land_override_csv(const char* path, const GridData* g) {
 
 int load_land_override_csv(GridData* g, const char* path) {
     if (!g || !has_override(g)) return 0;
-    std::FILE* f = std::fopen(path, "rb");
+    std::FILE* f = open_regular_file(path);
     if (!f) return 0;
     clear_land_overrides(g);
     char line[256];
     bool first = true;
-    while (std::fgets(line, sizeof line, f)) {
+    while (read_line(f, line, sizeof line)) {
         const bool is_first = first;
         first = false;
-        const char* p = line;
+        const char* p = is_first ? skip_bom(line) : line;
         while (*p == ' ' || *p == '\t') ++p;
         if (*p == '\0' || *p == '\n' || *p == '\r' || *p == '#') continue;
         if (is_first && std::strstr(p, "grid_x")) continue;
+        long long lx = 0, ly = 0;
         int x = 0, y = 0;
         char mode[64];
-        if (std::sscanf(p, "%d , %d , %63[^, \t\r\n]", &x, &y, mode) != 3) continue;
+        if (std::sscanf(p, "%lld , %lld , %63[^, \t\r\n]", &lx, &ly, mode) != 3) continue;
+        // Read wide: a coordinate beyond int range is an invalid line, not a wrapped cell.
+        if (!narrow_to_int(lx, &x) || !narrow_to_int(ly, &y)) continue;
         int m;
         auto is = [&](std::initializer_list<const char*> words) {
             for (const char* w : words)

@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 namespace kaitoro {
 
@@ -26,6 +27,17 @@ private:
     std::string path_, partial_;
     std::FILE* file_ = nullptr;
     bool direct_ = false;
+    bool done_ = false;
 };
+
+// Every file the program set out to write and did not (a SafeFile that never committed, an
+// outbox append that failed), in order, so a front end can name each one instead of
+// reporting success. The list only grows until cleared.
+const std::vector<std::string>& write_failures();
+void note_write_failure(const std::string& path);
+void clear_write_failures();
+// One warning box naming the files that failed since `mark` (an earlier size of the list);
+// nothing when none did. The desktop's status texts stay as they are; this is the extra word.
+void warn_write_failures_since(std::size_t mark);
 
 }  // namespace kaitoro

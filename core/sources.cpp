@@ -8,6 +8,7 @@
 #include "core/fatal.h"
 #include "core/platform.h"
 #include "core/status.h"
+#include "core/text_input.h"
 
 namespace kaitoro {
 
@@ -55,23 +56,29 @@ void normalize_source_slips(SourceList* list) {
 
 bool parse_source_csv_line(const char* line, int* x, int* y, float* height_m, int* delay_s) {
     int n = 0;
-    if (std::sscanf(line, " %d , %d , %f , %d%n", x, y, height_m, delay_s, &n) != 4) return false;
-    // "nan" and "inf" parse as numbers but no displacement can be either.
-    if (!std::isfinite(*height_m)) return false;
+    long long lx = 0, ly = 0, ldelay = 0;
+    if (std::sscanf(line, " %lld , %lld , %f , %lld%n", &lx, &ly, height_m, &ldelay, &n) != 4)
+        return false;
+    // Integers are read wide so one beyond int range makes the line invalid instead of
+    // wrapping onto some other cell. "nan" and "inf" parse as numbers but no displacement can
+    // be either; a height beyond float range reads as infinity and is refused here too.
+    if (!narrow_to_int(lx, x) || !narrow_to_int(ly, y) || !narrow_to_int(ldelay, delay_s) ||
+        !std::isfinite(*height_m))
+        return false;
     for (const char* p = line + n; *p; ++p)
         if (*p != ' ' && *p != '\t' && *p != '\r' && *p != '\n') return false;
     return true;
 }
 
 int load_sources_csv(SourceList* list, const char* path) {
-    std::FILE* f = std::fopen(path, "rb");
+    std::FILE* f = open_regular_file(path);
     if (!f) return 0;
     char line[512];
     bool first = true;
-    while (std::fgets(line, sizeof line, f)) {
+    while (read_line(f, line, sizeof line)) {
         const bool is_first = first;
         first = false;
-        const char* p = line;
+        const char* p = is_first ? skip_bom(line) : line;
         while (*p == ' ' || *p == '\t') ++p;
         if (*p == '\0' || *p == '\n' || *p == '\r' || *p == '#') continue;
         if (is_first && std::strstr(p, "grid_x")) continue;

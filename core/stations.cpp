@@ -395,11 +395,13 @@ void save_station_csv_dialog(void* window) {
     req.max_path = 260;
     const std::optional<std::string> chosen = platform().save_file_dialog(req);
     if (!chosen) return;
+    const std::size_t write_mark = write_failures().size();
 
     const std::string zone_path = forecast_zone_path_for(*chosen);
     write_station_file(chosen->c_str(), &g_grid, &g_sim);
     write_forecast_zone_file(zone_path.c_str(), &g_grid, &g_sim);
     set_status("Saved station CSV and forecast-zone CSV: %s", zone_path.c_str());
+    warn_write_failures_since(write_mark);
     platform().request_repaint();
 }
 

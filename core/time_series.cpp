@@ -379,6 +379,7 @@ void save_time_series_dialog(void* window) {
     }
     const std::optional<std::string> chosen = platform().save_file_dialog(req);
     if (!chosen) return;
+    const std::size_t write_mark = write_failures().size();
 
     if (single) {
         const TimeSeriesRecorder* rec = &g_ts_recorders[0];
@@ -418,6 +419,7 @@ void save_time_series_dialog(void* window) {
                        chosen->c_str());
         }
     }
+    warn_write_failures_since(write_mark);
     platform().request_repaint();
 }
 

@@ -1,5 +1,9 @@
 #include "feed/arrivals.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -8,9 +12,11 @@
 
 #include "core/driver.h"
 #include "core/platform.h"
+#include "core/safe_file.h"
 #include "core/solver.h"
 #include "core/stations.h"
 #include "core/status.h"
+#include "core/text_input.h"
 #include "feed/json_text.h"
 #include "feed/point_mapping.h"
 #include "feed/warning_check.h"
@@ -25,6 +31,7 @@ std::array<std::int32_t, kOrvexMaxObservationPoints> g_orvex_observation_last_qu
 std::array<std::uint8_t, kOrvexMaxObservationPoints> g_orvex_observation_first_queued;
 int g_orvex_calc_start_delay_s = 0;
 char g_orvex_outbox_path_buf[260] = "";
+int g_orvex_event_queue_full = 0;
 
 namespace {
 
@@ -72,10 +79,7 @@ bool station_in_arrays(const ObservationPoint& p, int* s_out) {
     return true;
 }
 
-void copy_field(char* dst, std::size_t size, const char* src) {
-    std::strncpy(dst, src, size - 1);
-    dst[size - 1] = '\0';
-}
+void copy_field(char* dst, std::size_t size, const char* src) { utf8_copy(dst, size, src); }
 
 int round_up_to_bucket(int a) {
     return int(((long long)a + kOrvexReportBucketSeconds - 1) / kOrvexReportBucketSeconds *
@@ -181,6 +185,10 @@ void write_record(JsonLine& j, const ObservationEvent& e, int sync) {
 
 }  // namespace
 
+const char* orvex_queue_full_text() {
+    return "ORVEX report queue full (16384 reports): later reports are not sent.";
+}
+
 int orvex_decimetres(float level_m) {
     const float mag = std::fabs(level_m);
     if (!(mag >= kOrvexArrivalThresholdM)) return 0;
@@ -249,9 +257,13 @@ int orvex_sync_time_s() {
 
 int orvex_queue_observation_report(int point, int report_s, int observed_s, float live_m,
                                    float peak_m, int kind) {
-    if (point < 0 || point >= g_orvex_observation_point_count || report_s < 1 ||
-        g_orvex_observation_event_count >= kOrvexEventCapacity)
+    if (point < 0 || point >= g_orvex_observation_point_count || report_s < 1) return 0;
+    if (g_orvex_observation_event_count >= kOrvexEventCapacity) {
+        // The limit stands, but it is never reached silently.
+        if (!g_orvex_event_queue_full) set_status("%s", orvex_queue_full_text());
+        g_orvex_event_queue_full = 1;
         return 0;
+    }
     orvex_realtime_start_if_needed();
 
     const int live_dm = orvex_decimetres(live_m);
@@ -435,8 +447,10 @@ void orvex_export_observation_arrivals() {
     if (!orvex_append_outbox_line(j.finish())) return;
     for (int k : due) g_orvex_observation_event_queue[std::size_t(k)].sent = 1;
     advance_first_unsent();
-    set_status("Sent ORVEX observation_arrival: %d observation(s), sync %ds, model %.2fh.",
-               int(due.size()), sync, double(g_time_s) / 3600.0);
+    set_status("Sent ORVEX observation_arrival: %d observation(s), sync %ds, model %.2fh.%s%s",
+               int(due.size()), sync, double(g_time_s) / 3600.0,
+               g_orvex_event_queue_full ? " " : "",
+               g_orvex_event_queue_full ? orvex_queue_full_text() : "");
 }
 
 const char* orvex_outbox_path() {
@@ -462,15 +476,58 @@ int orvex_set_outbox_directory(const char* dir) {
     return 1;
 }
 
+ssize_t (*g_orvex_outbox_write_hook)(int fd, const void* data, std::size_t size) = nullptr;
+
+namespace {
+
+// Cuts the file back to the end of its last line feed, so a fragment left by a killed
+// writer or a short write is never glued to the next packet.
+bool cut_to_last_complete_line(int fd) {
+    struct stat st {};
+    if (fstat(fd, &st) != 0) return false;
+    off_t end = st.st_size;
+    char buf[4096];
+    while (end > 0) {
+        const off_t start = end > off_t(sizeof buf) ? end - off_t(sizeof buf) : 0;
+        const ssize_t n = pread(fd, buf, std::size_t(end - start), start);
+        if (n != end - start) return false;
+        for (ssize_t k = n; k > 0; --k)
+            if (buf[k - 1] == '\n') {
+                const off_t keep = start + k;
+                return keep == st.st_size || ftruncate(fd, keep) == 0;
+            }
+        end = start;
+    }
+    return st.st_size == 0 || ftruncate(fd, 0) == 0;
+}
+
+}  // namespace
+
 bool orvex_append_outbox_line(const std::string& line) {
-    std::FILE* f = std::fopen(orvex_outbox_path(), "ab");
-    if (!f) return false;
-    // One write of the whole line: a reader polling the file sees whole packets only.
-    const bool ok = std::fwrite(line.data(), 1, line.size(), f) == line.size();
-    return std::fclose(f) == 0 && ok;
+    const char* path = orvex_outbox_path();
+    const int fd = ::open(path, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    if (fd < 0) {
+        note_write_failure(path);
+        return false;
+    }
+    // The outbox holds complete lines only: one write() per packet (stdio would split a
+    // 500 KB packet into several), and whatever a failed or short write left is cut off
+    // again before anything else is appended.
+    bool ok = cut_to_last_complete_line(fd);
+    if (ok) {
+        const ssize_t n = g_orvex_outbox_write_hook
+                              ? g_orvex_outbox_write_hook(fd, line.data(), line.size())
+                              : ::write(fd, line.data(), line.size());
+        ok = n == ssize_t(line.size());
+        if (!ok) cut_to_last_complete_line(fd);
+    }
+    ok = ::close(fd) == 0 && ok;
+    if (!ok) note_write_failure(path);
+    return ok;
 }
 
 void orvex_reset_export_state() {
+    g_orvex_event_queue_full = 0;
     if (std::FILE* f = std::fopen(orvex_outbox_path(), "wb")) std::fclose(f);
     orvex_warning_check_reset();
     g_orvex_observation_event_count = 0;
@@ -494,6 +551,8 @@ void orvex_export_tick() {
 }
 
 void orvex_arrivals_reset_for_tests() {
+    g_orvex_outbox_write_hook = nullptr;
+    g_orvex_event_queue_full = 0;
     g_orvex_observation_event_count = 0;
     g_first_unsent_event = 0;
     g_orvex_observation_arrival_s.fill(0);

@@ -2,6 +2,8 @@
 // queued reports, the outbox file and the reset of all feed state.
 #pragma once
 
+#include <sys/types.h>
+
 #include <array>
 #include <cstdint>
 #include <string>
@@ -51,6 +53,11 @@ extern std::array<std::int32_t, kOrvexMaxObservationPoints> g_orvex_observation_
 extern std::array<std::uint8_t, kOrvexMaxObservationPoints> g_orvex_observation_first_queued;
 extern int g_orvex_calc_start_delay_s;  // kept across resets
 extern char g_orvex_outbox_path_buf[260];
+// Set when a report was refused because the queue held kOrvexEventCapacity events.
+extern int g_orvex_event_queue_full;
+const char* orvex_queue_full_text();
+// Stands in for write(2) on the outbox when set (tests inject a failure half-way).
+extern ssize_t (*g_orvex_outbox_write_hook)(int fd, const void* data, std::size_t size);
 
 // The feed's heartbeat: tracking, due reports, then the warning checks.
 void orvex_export_tick();
@@ -70,7 +77,8 @@ const char* orvex_outbox_path();
 // Points the outbox at `dir`/orvex_ws_outbox.jsonl instead of the executable's folder.
 // Returns 0 (and changes nothing) when the path would not fit.
 int orvex_set_outbox_directory(const char* dir);
-// Appends one complete line with a single write; false when the file cannot be opened.
+// Appends one complete line with a single write; false (and the file cut back to its last
+// complete line) when it cannot be opened or the write fails or falls short.
 bool orvex_append_outbox_line(const std::string& line);
 
 void orvex_reset_export_state();

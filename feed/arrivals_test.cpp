@@ -1,8 +1,11 @@
 #include "feed/arrivals.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstring>
+
+#include "core/safe_file.h"
 
 #include "core/status.h"
 #include "feed/warning_check.h"
@@ -251,6 +254,72 @@ TEST_F(ArrivalTest, PacketLayoutIsExactAndParses) {
                   R"({"height_m":0.4,"reported_height_source":"positive_peak","drawdown_m":0.0,
                       "peak_delta_dm":2,"peak_delta_m":0.2})");
     expect_fields(j["observations"][2], R"({"peak_updated":false,"rise":"0","peak_delta_dm":0})");
+}
+
+TEST_F(ArrivalTest, NamesStayWholeUtf8AndCoordinatesKeepFourDecimals) {
+    std::string long_name;
+    for (int k = 0; k < 32; ++k) long_name += "網";  // 96 bytes: one more than the field holds
+    orvex_add_observation_point("A", long_name.c_str(), "JMA", 35.12345f, 139.65432f);
+    orvex_add_observation_point("B", "x\xE7\xB6y\xFF", "JMA", 35.0f, 139.0f);
+    g_orvex_observation_points_loaded = 1;
+    map_points();
+    step_to(15);
+    ASSERT_EQ(orvex_queue_observation_report(0, 300, 300, 0.5f, 0.5f, 1), 1);
+    ASSERT_EQ(orvex_queue_observation_report(1, 300, 300, 0.5f, 0.5f, 1), 1);
+    g_orvex_calc_start_delay_s = kOrvexMaxStartDelaySeconds;
+    orvex_export_tick();
+    const auto raw = outbox_raw_lines();
+    ASSERT_EQ(raw.size(), 1u);
+    const std::string cut = long_name.substr(0, 93);  // 31 whole characters
+    EXPECT_NE(raw[0].find("\"name\":\"" + cut + "\","), std::string::npos);
+    EXPECT_NE(raw[0].find("\"name\":\"x\xEF\xBF\xBD\xEF\xBF\xBDy\xEF\xBF\xBD\","), std::string::npos);
+    EXPECT_NE(raw[0].find("\"lat\":35.1235,\"lon\":139.6543,\"gauge_lat\":35.1235,"),
+              std::string::npos);
+    EXPECT_NO_THROW(Json::parse(raw[0]));  // the parser refuses invalid UTF-8
+}
+
+// Writes half the packet, then fails: what a full disk or a kill between writes leaves.
+ssize_t half_then_fail(int fd, const void* data, std::size_t size) {
+    EXPECT_EQ(::write(fd, data, size / 2), ssize_t(size / 2));
+    return -1;
+}
+
+TEST_F(ArrivalTest, APacketIsAppendedWholeOrCutBackToTheLastLine) {
+    g_orvex_calc_start_delay_s = kOrvexMaxStartDelaySeconds;
+    ASSERT_EQ(orvex_set_outbox_directory(dir.path().c_str()), 1);
+    const int p = add_point(10, 10);
+    map_points();
+    ASSERT_TRUE(orvex_append_outbox_line("{\"kept\":1}\n"));
+    ASSERT_TRUE(testing::write_text_file(outbox_path(),
+                                         testing::read_file_text(outbox_path()) + "{\"frag"));
+    set_level(p, 0.5f);
+    g_orvex_outbox_write_hook = half_then_fail;
+    step_to(300);
+    g_orvex_outbox_write_hook = nullptr;
+    EXPECT_EQ(testing::read_file_text(outbox_path()), "{\"kept\":1}\n");
+    EXPECT_EQ(g_orvex_observation_event_queue[0].sent, 0);
+    EXPECT_EQ(write_failures(), std::vector<std::string>{outbox_path()});
+
+    step_to(315);
+    const auto raw = outbox_raw_lines();
+    ASSERT_EQ(raw.size(), 2u);
+    EXPECT_EQ(Json::parse(raw[1])["observations"][0]["report_bucket_s"], 300);
+    clear_write_failures();
+}
+
+TEST_F(ArrivalTest, AFullQueueIsAnnounced) {
+    add_point(10, 10);
+    map_points();
+    for (int k = 0; k < kOrvexEventCapacity; ++k)
+        ASSERT_EQ(orvex_queue_observation_report(0, 300 + k, 300, 0.5f, 0.5f, 2), 1);
+    EXPECT_EQ(g_orvex_event_queue_full, 0);
+    EXPECT_EQ(orvex_queue_observation_report(0, 999999, 300, 0.5f, 0.5f, 2), 0);
+    EXPECT_STREQ(g_status, "ORVEX report queue full (16384 reports): later reports are not sent.");
+    g_orvex_calc_start_delay_s = 400;
+    orvex_export_observation_arrivals();
+    EXPECT_STREQ(g_status,
+                 "Sent ORVEX observation_arrival: 101 observation(s), sync 400s, model 0.00h. "
+                 "ORVEX report queue full (16384 reports): later reports are not sent.");
 }
 
 TEST_F(ArrivalTest, AnUnopenableOutboxKeepsEventsDueForALaterTick) {

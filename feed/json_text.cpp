@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstdio>
 
+#include "core/text_input.h"
+
 namespace kaitoro {
 
 void orvex_json_escape(std::string* stream, const char* text) {
@@ -30,8 +32,18 @@ void orvex_json_escape(std::string* stream, const char* text) {
                     char buf[8];
                     std::snprintf(buf, sizeof buf, "\\u%04x", c);
                     stream->append(buf);
-                } else {
+                } else if (c < 0x80) {
                     stream->push_back(char(c));
+                } else {
+                    // Whole UTF-8 characters pass through; a stray byte becomes U+FFFD so
+                    // the line stays valid UTF-8 for any JSON reader.
+                    const int len = utf8_char_length(p);
+                    if (len) {
+                        stream->append(p, std::size_t(len));
+                        p += len - 1;
+                    } else {
+                        stream->append("\xEF\xBF\xBD");
+                    }
                 }
         }
     }

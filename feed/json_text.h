@@ -7,8 +7,9 @@
 
 namespace kaitoro {
 
-// Appends `text` as a JSON string (quotes included). Bytes of 0x80 and above pass through
-// untouched, so UTF-8 names stay readable; a null text is the empty string.
+// Appends `text` as a JSON string (quotes included). Whole UTF-8 characters pass through
+// untouched, so names stay readable; a byte that is not part of one becomes U+FFFD. A null
+// text is the empty string.
 void orvex_json_escape(std::string* stream, const char* text);
 
 // "%d日 %02d:%02d": day counted from 1, clock rounded to the nearest minute. Model time 0 is

@@ -2,12 +2,14 @@
 
 #include <strings.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "core/driver.h"
 #include "core/stations.h"
+#include "core/text_input.h"
 #include "feed/point_mapping.h"
 #include "feed/warning_check.h"
 
@@ -161,10 +163,20 @@ const char* const kKmaZoneReadings[26] = {
     "ウルルンド 沿岸",                 // 93
 };
 
+// Names are cut to their field at a character boundary and invalid bytes replaced, so every
+// name that reaches the outbox is whole UTF-8.
 void copy_text(char* dst, std::size_t size, const char* src, const char* fallback) {
-    const char* s = (src && *src) ? src : fallback;
-    std::strncpy(dst, s, size - 1);
-    dst[size - 1] = '\0';
+    utf8_copy(dst, size, (src && *src) ? src : fallback);
+}
+
+// A whole decimal integer that fits an int, else 0 (atoi would wrap or be undefined).
+int int_or_zero(const char* text) {
+    char* end = nullptr;
+    errno = 0;
+    const long long v = std::strtoll(text, &end, 10);
+    int out = 0;
+    if (end == text || errno == ERANGE || !narrow_to_int(v, &out)) return 0;
+    return out;
 }
 
 bool is_trim_char(char c) {
@@ -188,7 +200,7 @@ bool is_station_column_name(const char* f) {
 
 int field_int(char* const* fields, int count, int col) {
     if (col < 0 || col >= count || !*fields[col]) return 0;
-    return std::atoi(fields[col]);
+    return int_or_zero(fields[col]);
 }
 
 }  // namespace
@@ -269,7 +281,7 @@ void orvex_parse_observation_csv_line(char* line) {
         count >= 6 && *fields[5]) {
         // Without a header, one extra column is told apart by its size: station numbers
         // start above the largest zone id.
-        const int v = std::atoi(fields[5]);
+        const int v = int_or_zero(fields[5]);
         if (v >= 94)
             station_no = v;
         else
@@ -290,14 +302,13 @@ void orvex_load_observation_points() {
     g_orvex_observation_csv_station_no_col = -1;
     g_orvex_observation_csv_zone_id_col = -1;
 
-    if (std::FILE* f = std::fopen(kOrvexObservationCsvName, "rb")) {
+    if (std::FILE* f = open_regular_file(kOrvexObservationCsvName)) {
         char line[512];
         bool first = true;
         while (g_orvex_observation_point_count < kOrvexMaxObservationPoints &&
-               std::fgets(line, sizeof line, f)) {
-            char* text = line;
+               read_line(f, line, sizeof line)) {
             // A spreadsheet's UTF-8 byte-order mark would otherwise hide the header line.
-            if (first && std::strncmp(text, "\xEF\xBB\xBF", 3) == 0) text += 3;
+            char* text = first ? skip_bom(line) : line;
             first = false;
             orvex_parse_observation_csv_line(text);
         }

@@ -84,6 +84,17 @@ TEST_F(PointLoadTest, CsvLinesFollowTheHeaderAndHeaderlessRules) {
     EXPECT_EQ(g_orvex_observation_csv_zone_id_col, -1);
 }
 
+TEST_F(PointLoadTest, CrlfHeadersKeepTheirLastColumnAndLongLinesLoseOnlyTheirTail) {
+    load(("id,name,agency,lat,lon,station_no,zone_id\r\n"
+          "A,a,AG,35,140,77,18\r\n#" +
+          std::string(520, 'c') + "\nB,b,AG,35,140,5,4294967314\r\n")
+             .c_str());
+    ASSERT_EQ(g_orvex_observation_point_count, 2);
+    EXPECT_EQ(pt(0).zone_id, 18);
+    EXPECT_EQ(pt(0).csv_station_no, 77);
+    EXPECT_EQ(pt(1).zone_id, 0);  // 2^32 + 18 does not wrap to 18
+}
+
 TEST(ZoneNames, ReadingNamesForKoreanZonesAndStandardNamesOtherwise) {
     EXPECT_STREQ(orvex_zone_tts_name_from_id(67), "outside_forecast_zone");
     EXPECT_STREQ(orvex_zone_tts_name_from_id(12), "福島県");

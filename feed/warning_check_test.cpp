@@ -86,6 +86,18 @@ TEST_F(WarningCheckTest, NothingAboveFiveCentimetresWritesNoCheck) {
     EXPECT_EQ(g_orvex_next_warning_check_h, 39);
 }
 
+TEST_F(WarningCheckTest, HiddenCellsGiveTheirZoneNoForecast) {
+    const std::size_t c = std::size_t(10) * g_grid.nx + 20;
+    g_grid.hidden[c] = 1;
+    set_forecast(20, 10, 2.0f, 600);
+    run_to_hour(6);
+    EXPECT_TRUE(outbox_raw_lines().empty());
+    g_grid.hidden[c] = 0;
+    run_to_hour(9);
+    ASSERT_EQ(outbox().size(), 1u);
+    EXPECT_EQ(zone(outbox()[0], 12)["forecast_height_step"], "3m");
+}
+
 TEST_F(WarningCheckTest, UpgradesOnlyAcrossChecks) {
     set_forecast(5, 10, 0.3f);
     run_to_hour(6);  // zone 11 becomes active at rank 2

@@ -11,6 +11,7 @@
 #include "core/platform.h"
 #include "core/stations.h"
 #include "core/status.h"
+#include "core/text_input.h"
 
 namespace kaitoro {
 
@@ -28,10 +29,8 @@ bool assignable(int s) {
     return s >= 0 && s < kStationZoneOverrideSlots && (std::uint32_t)s < g_grid.station_count;
 }
 
-void copy_truncated(char* dst, std::size_t size, const char* src) {
-    std::strncpy(dst, src ? src : "", size - 1);
-    dst[size - 1] = '\0';
-}
+// Cut at a character boundary, invalid bytes replaced: the name goes out in CSV and JSON.
+void copy_truncated(char* dst, std::size_t size, const char* src) { utf8_copy(dst, size, src); }
 
 }  // namespace
 
@@ -155,6 +154,8 @@ void zone_assign_export_csv_dialog() {
     req.confirm_overwrite = true;
     const auto path = platform().save_file_dialog(req);
     if (!path) return;
+    const std::size_t write_mark = write_failures().size();
+    warn_write_failures_since(write_mark);
     const int rows = zone_assign_write_csv(path->c_str());
     if (rows < 0) {
         set_status("Failed to export zone assignments.");

@@ -14,6 +14,7 @@
 #include <sstream>
 #include <vector>
 
+#include "core/text_input.h"
 #include "core/platform.h"
 #include "core/safe_file.h"
 #include "core/sources.h"
@@ -417,12 +418,15 @@ QuickFfLoadResult quick_ff_load_csv_text(const std::string& text) {
 
 bool quick_ff_load_csv_file(const char* path, QuickFfLoadResult* result) {
     if (!path) return false;
-    std::ifstream in(path, std::ios::binary);
-    if (!in) return false;
-    std::ostringstream ss;
-    ss << in.rdbuf();
-    if (in.bad()) return false;
-    const QuickFfLoadResult r = quick_ff_load_csv_text(ss.str());
+    std::FILE* f = open_regular_file(path);  // a directory is not a file that opens
+    if (!f) return false;
+    std::string text;
+    char buf[65536];
+    for (std::size_t n; (n = std::fread(buf, 1, sizeof buf, f)) > 0;) text.append(buf, n);
+    const bool bad = std::ferror(f) != 0;
+    std::fclose(f);
+    if (bad) return false;
+    const QuickFfLoadResult r = quick_ff_load_csv_text(text);
     if (result) *result = r;
     return true;
 }

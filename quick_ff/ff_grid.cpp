@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cfloat>
 #include <cmath>
 #include <cstring>
 
@@ -167,7 +168,9 @@ std::string quick_ff_cell_name(int row, int col) {
 namespace {
 
 // The sign, then a digit or a point: only then may from_chars read a number, which keeps
-// out "inf", "nan" and hexadecimal. Returns the parsed end, or nullptr.
+// out "inf", "nan" and hexadecimal. Every number of these files is kept as a float, so one
+// beyond float range (1e39 would load as infinity) is no number either. Returns the parsed
+// end, or nullptr.
 const char* scan_decimal(const char* text, double* out) {
     while (is_space_or_tab(*text)) ++text;
     const char* p = text;
@@ -176,7 +179,7 @@ const char* scan_decimal(const char* text, double* out) {
     if (!((*p >= '0' && *p <= '9') || *p == '.')) return nullptr;
     double v = 0;
     const auto res = std::from_chars(p, p + std::strlen(p), v, std::chars_format::general);
-    if (res.ec != std::errc() || !std::isfinite(v)) return nullptr;
+    if (res.ec != std::errc() || !std::isfinite(v) || v > double(FLT_MAX)) return nullptr;
     *out = negative ? -v : v;
     return res.ptr;
 }

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string>
 
+#include "core/text_input.h"
 #include "core/platform.h"
 #include "core/safe_file.h"
 
@@ -120,6 +121,8 @@ std::uint32_t color_keyframes_rgb32(const ColorKeyframe* keys, int count, int sm
         float t = 0.0f;
         if (d > 0.0f) {
             t = (value - a.height) / d;
+            // Keys far apart overflow float (inf / inf); the wide quotient is the true one.
+            if (t != t) t = float((double(value) - a.height) / (double(b.height) - a.height));
             t = t < 0.0f ? 0.0f : (t > 1.0f ? 1.0f : t);
         }
         if (smooth) t = t * t * (3.0f - 2.0f * t);
@@ -189,7 +192,10 @@ int parse_color_keyframes_text(const char* text, ColorKeyframe* keys_out, int* c
         if (!*p) break;
         float height = 0.0f;
         const std::size_t used = scan_decimal_float(p, &height);
-        if (used == 0) return fail("Expected height number near: %.24s", p);
+        // A height beyond float range reads as infinity: no usable height, and a settings file
+        // holding one would save as "inf" and be refused whole at the next start.
+        if (used == 0 || !std::isfinite(height))
+            return fail("Expected height number near: %.24s", p);
         p += used;
         const char* hash = std::strchr(p, '#');
         if (!hash) return fail("Missing #RRGGBB color after height %.3g", double(height));
@@ -319,7 +325,7 @@ char* trim_line(char* s) {
 int auto_load_color_settings() {
     char path[kColorPathSize];
     color_settings_default_path(path);
-    std::FILE* f = std::fopen(path, "rb");
+    std::FILE* f = open_regular_file(path);
     if (!f) return 0;
 
     int cell_enabled = 1, coast_enabled = 1;  // a missing key means on
@@ -329,29 +335,26 @@ int auto_load_color_settings() {
     enum { Outside, InCell, InCoast } state = Outside;
 
     char raw[512];
-    while (std::fgets(raw, sizeof raw, f)) {
-        char* s = raw;
-        if ((unsigned char)s[0] == 0xEF && (unsigned char)s[1] == 0xBB &&
-            (unsigned char)s[2] == 0xBF)
-            s += 3;
+    while (read_line(f, raw, sizeof raw)) {
+        char* s = skip_bom(raw);
         s = trim_line(s);
         if (state == Outside) {
             if (!*s || *s == '#') continue;
-            int v = 0;
+            long long v = 0;  // read wide: 4294967296 must not wrap to 0 (off)
             if (!std::strcmp(s, "CELL_BEGIN"))
                 state = InCell;
             else if (!std::strcmp(s, "COAST_BEGIN"))
                 state = InCoast;
-            else if (starts_with(s, "cell_enabled=") && std::sscanf(s, "cell_enabled=%d", &v) == 1)
+            else if (starts_with(s, "cell_enabled=") && std::sscanf(s, "cell_enabled=%lld", &v) == 1)
                 cell_enabled = v != 0;
-            else if (starts_with(s, "cell_smooth=") && std::sscanf(s, "cell_smooth=%d", &v) == 1)
+            else if (starts_with(s, "cell_smooth=") && std::sscanf(s, "cell_smooth=%lld", &v) == 1)
                 cell_smooth = v != 0;
             else if (starts_with(s, "coast_enabled=") &&
-                     std::sscanf(s, "coast_enabled=%d", &v) == 1)
+                     std::sscanf(s, "coast_enabled=%lld", &v) == 1)
                 coast_enabled = v != 0;
-            else if (starts_with(s, "coast_smooth=") && std::sscanf(s, "coast_smooth=%d", &v) == 1)
+            else if (starts_with(s, "coast_smooth=") && std::sscanf(s, "coast_smooth=%lld", &v) == 1)
                 coast_smooth = v != 0;
-            else if (starts_with(s, "coast_step=") && std::sscanf(s, "coast_step=%d", &v) == 1)
+            else if (starts_with(s, "coast_step=") && std::sscanf(s, "coast_step=%lld", &v) == 1)
                 coast_step = v != 0;
             continue;
         }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 
+#include "core/safe_file.h"
 #include "core/driver.h"
 #include "core/platform.h"
 #include "core/status.h"
@@ -196,12 +197,14 @@ void save_max_wave_png_dialog(void* window) {
     req.path_must_exist = true;
     const std::optional<std::string> path = platform().save_file_dialog(req);
     if (!path) return;
+    const std::size_t write_mark = write_failures().size();
     if (write_max_wave_png(path->c_str()))
         set_status("Saved %s PNG: %s",
                    g_wave_layer_mode == 2 ? "max-wave + arrival-contour" : "max-wave",
                    path->c_str());
     else
         set_status("Failed to save max-wave PNG.");
+    warn_write_failures_since(write_mark);
     platform().request_repaint();
 }
 

@@ -7,6 +7,7 @@
 #include <new>
 #include <unordered_map>
 
+#include "core/safe_file.h"
 #include "core/driver.h"
 #include "core/platform.h"
 #include "core/sources.h"
@@ -502,12 +503,14 @@ void save_finite_fault_usgs_png_dialog(void* window) {
     req.max_path = 260;
     const std::optional<std::string> path = platform().save_file_dialog(req);
     if (!path) return;
+    const std::size_t write_mark = write_failures().size();
     if (write_finite_fault_usgs_png(path->c_str()))
         set_status("Saved finite-fault USGS-style PNG: %s", path->c_str());
     else
         set_status(
             "Failed to save finite-fault USGS-style PNG. Make sure direct finite-fault patches "
             "exist.");
+    warn_write_failures_since(write_mark);
     platform().request_repaint();
 }
 

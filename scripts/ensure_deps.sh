@@ -12,6 +12,7 @@ KAITORO_PACKAGES=(
     python3 libxml2-utils
     nlohmann-json3-dev
     libnetcdf-dev ffmpeg python3-netcdf4 python3-xarray gdal-bin
+    clang libclang-rt-14-dev
 )
 
 kaitoro_missing_packages() {

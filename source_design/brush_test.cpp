@@ -108,6 +108,40 @@ TEST_F(BrushTest, DeepFaultLeavesFootprintsAndDelaysNeverStartInThePast) {
     EXPECT_GT(brush_dab_delay_s(), 600);
 }
 
+TEST_F(BrushTest, SubsidenceLobeTurnsWithTheStrike) {
+    // Strike 90 runs along +x, so the main subsidence lobe lies on a row above or below the
+    // dab, never beside it: right of strike is row y - e_off, and the other side mirrors it.
+    g_fault_strike_deg = 90;
+    paint_source_disc(100, 150);
+    EXPECT_LT(height_at(100, 148), 0.0f);
+    EXPECT_LT(height_at(100, 148), height_at(100, 152));
+    source_list_clear(&g_sources);
+    g_subsidence_side = -1;
+    paint_source_disc(100, 150);
+    EXPECT_LT(height_at(100, 152), 0.0f);
+    EXPECT_LT(height_at(100, 152), height_at(100, 148));
+}
+
+TEST(BrushSlope, ASlopeDownDipGainsMoreThanOneAlongStrike) {
+    // The same gradient once across strike 0 (eastward) and once along it (northward): the
+    // across-strike slope counts in full, the along-strike one at 60 %.
+    auto paint_on = [](bool eastward) {
+        auto g = testing::make_ocean(120, 120, 100.0f);
+        for (int y = 0; y < 120; ++y)
+            for (int x = 0; x < 120; ++x) g.at(x, y) = 1000.0f + 50.0f * float(eastward ? x : y);
+        testing::install_grid(testing::load_spec(g));
+        g_strike_slip_mix = 1;
+        paint_source_disc(60, 60);
+        return heights();
+    };
+    const Heights east = paint_on(true), north = paint_on(false);
+    ASSERT_EQ(east.size(), north.size());
+    for (const auto& [xy, h] : east) {
+        if (std::fabs(h) > 1e-3f) EXPECT_GT(std::fabs(h), std::fabs(north.at(xy))) << xy.first;
+    }
+    testing::reset_all_globals();
+}
+
 TEST(BrushSlope, StrikeSlipSenseNegatesTheDab) {
     // A sea floor that deepens eastward and northward, so the slope gain varies.
     auto g = testing::make_ocean(120, 120, 100.0f);

@@ -14,6 +14,7 @@
 #include "core/driver.h"
 #include "core/geo.h"
 #include "core/status.h"
+#include "core/text_input.h"
 #include "source_design/source_cell.h"
 #include "source_design/undo.h"
 
@@ -206,8 +207,11 @@ void fault_table_parse(const std::string& text, FaultTable* table) {
     std::istringstream in(strip_bom(text));
     std::string raw;
     for (int line_no = 1; std::getline(in, raw); ++line_no) {
+        // Reasons quote the input, which may be any bytes: keep the message whole UTF-8.
         auto reject = [&](const std::string& why) {
-            table->rejected.push_back("line " + std::to_string(line_no) + ": " + why);
+            std::string msg = "line " + std::to_string(line_no) + ": ";
+            utf8_append_valid(&msg, why.c_str());
+            table->rejected.push_back(msg);
         };
         if (raw.size() > std::size_t(kFaultTableMaxLine)) {
             reject("longer than " + std::to_string(kFaultTableMaxLine) + " characters");

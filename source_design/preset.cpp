@@ -1,6 +1,7 @@
 #include "source_design/preset.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
@@ -9,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "core/text_input.h"
 #include "core/driver.h"
 #include "core/fatal.h"
 #include "core/platform.h"
@@ -76,7 +78,9 @@ bool limited(double v, double lo, double hi, float* out) {
 }
 
 void apply_param(const char* key, double v) {
-    const bool finite = std::isfinite(v);
+    // Stored as float: a value beyond float range would become infinity, so it counts as not
+    // a number wherever it is stored as given (clamped settings take it as their bound).
+    const bool finite = std::isfinite(v) && std::fabs(v) <= double(FLT_MAX);
     auto is = [key](const char* name) { return std::strcmp(key, name) == 0; };
     if (is("new_source_height_m")) {
         if (finite) g_new_source_height_m = float(v);
@@ -91,7 +95,7 @@ void apply_param(const char* key, double v) {
         w = std::isfinite(w) ? std::clamp(w, 1.0, 800.0) : 20.0;
         set_fault_width_km_value(float(w));
     } else if (is("fault_width_km")) {
-        set_fault_width_km_value(float(v));
+        set_fault_width_km_value(float(v != v ? v : std::clamp(v, -1e30, 1e30)));
     } else if (is("subsidence_ratio")) {
         limited(v, 0.0, 1.0, &g_subsidence_ratio);
     } else if (is("fault_dip_deg")) {
@@ -161,11 +165,17 @@ struct PresetReader {
 
     void source_row(const char* rest) {
         int x, y, delay, fault_id = 0, patch_id = 0;
+        long long lx = 0, ly = 0, ldelay = 0, lfault = 0, lpatch = 0;
         float h, slip = 0, dip = 0, factor = 0, strike = 0, depth = 0, width = 0, length = 0;
         const int n = std::sscanf(
-            rest, " %d , %d , %f , %d , %f , %f , %f , %d , %d , %f , %f , %f , %f", &x, &y, &h,
-            &delay, &slip, &dip, &factor, &fault_id, &patch_id, &strike, &depth, &width, &length);
+            rest, " %lld , %lld , %f , %lld , %f , %f , %f , %lld , %lld , %f , %f , %f , %f", &lx,
+            &ly, &h, &ldelay, &slip, &dip, &factor, &lfault, &lpatch, &strike, &depth, &width,
+            &length);
         if (n < 4 || !std::isfinite(h)) return;  // a height that is not a number moves no water
+        // Integers beyond int range make the row invalid rather than wrap onto another cell.
+        if (!narrow_to_int(lx, &x) || !narrow_to_int(ly, &y) || !narrow_to_int(ldelay, &delay) ||
+            !narrow_to_int(lfault, &fault_id) || !narrow_to_int(lpatch, &patch_id))
+            return;
         SourcePoint p = new_node(x, y, h, delay);
         const bool dip_ok = n >= 6 && dip_in_range(dip);
         if (dip_ok) p.dip_deg = dip;
@@ -184,6 +194,7 @@ struct PresetReader {
             float z = 0.0f;
             if (n >= 11) z = std::isfinite(depth) ? p.depth_km : g_source_depth_km;
             p.height_m = preset_recompute_height_from_slip_depth(slip, d, z);
+            if (!std::isfinite(p.height_m)) return;  // a slip too large for any height
             p.slip_m = normalized_slip(slip, 0.0f);
             ++rebuilt;
         } else {
@@ -195,11 +206,14 @@ struct PresetReader {
 
     bool plain_row(const char* line) {
         int x, y, delay;
+        long long lx, ly, ldelay;
         float h;
         char extra;
-        if (std::sscanf(line, " %d , %d , %f , %d %c", &x, &y, &h, &delay, &extra) != 4)
+        if (std::sscanf(line, " %lld , %lld , %f , %lld %c", &lx, &ly, &h, &ldelay, &extra) != 4)
             return false;
-        if (!std::isfinite(h)) return false;
+        if (!std::isfinite(h) || !narrow_to_int(lx, &x) || !narrow_to_int(ly, &y) ||
+            !narrow_to_int(ldelay, &delay))
+            return false;
         SourcePoint p = new_node(x, y, h, delay);
         source_apply_current_fault_metadata(&p);
         add(p);
@@ -268,13 +282,12 @@ int save_current_preset_file(const char* path) {
 }
 
 int load_preset_file(const char* path, std::size_t* out_count) {
-    std::FILE* f = std::fopen(path, "rb");
+    std::FILE* f = open_regular_file(path);
     if (!f) return 0;
     PresetReader reader;
     char buf[512];
-    while (std::fgets(buf, sizeof buf, f)) {
-        const char* p = buf;
-        if (std::strncmp(p, "\xEF\xBB\xBF", 3) == 0) p += 3;
+    while (read_line(f, buf, sizeof buf)) {
+        const char* p = skip_bom(buf);
         while (*p == ' ' || *p == '\t') ++p;
         if (*p == '\0' || *p == '\n' || *p == '\r' || *p == '#') continue;
         if (std::strncmp(p, "PARAM,", 6) == 0)
@@ -332,10 +345,12 @@ void save_current_preset_dialog() {
     req.confirm_overwrite = true;
     const auto path = platform().save_file_dialog(req);
     if (!path) return;
+    const std::size_t write_mark = write_failures().size();
     if (save_current_preset_file(path->c_str()))
         set_status("Saved preset: %s", path->c_str());
     else
         set_status("Failed to save preset.");
+    warn_write_failures_since(write_mark);
 }
 
 void load_preset_dialog() {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 
 #include "tests/support/run_command.h"
@@ -43,6 +44,40 @@ TEST_F(CliTest, UsageErrorsExitTwoWithTheUsageText) {
         EXPECT_NE(r.out.find("usage: kaitoro-cli run"), std::string::npos) << args;
     }
     EXPECT_EQ(run(kCli + " --help").code, 0);
+}
+
+TEST_F(CliTest, OutOfRangeNumbersAndUnusableInputExitTwoWithAClearError) {
+    testing::write_text_file(dir_.file("empty.csv"), "# nothing\n4294967856,3,1.0,0\n");
+    const std::pair<std::string, const char*> cases[] = {
+        {" run --hours 1e300", "kaitoro-cli: --hours must be at most 596522\n"},
+        {" run --hours 0x10", "kaitoro-cli: --hours needs a number\n"},
+        {" run --steps 1e19", "kaitoro-cli: --steps must be at most 143165336\n"},
+        {" run --station 1e10", "kaitoro-cli: --station needs a station number\n"},
+        {" run " + grid_ + " --sources " + dir_.file("empty.csv"),
+         "Error: no usable source line in source file: "},
+    };
+    for (const auto& [args, message] : cases) {
+        Result r = run(kCli + args + " --out " + dir_.file("o"));
+        EXPECT_EQ(r.code, 2) << args;
+        EXPECT_EQ(r.out.rfind(message, 0), 0u) << r.out;
+    }
+    Result r = run(kCli + " info " + dir_.path());
+    EXPECT_EQ(r.code, 1);
+    EXPECT_EQ(r.out, "Error: could not open data file: " + dir_.path() + ": Is a directory\n");
+}
+
+TEST_F(CliTest, FilesThatCouldNotBeWrittenAreNamedAndTheRunFails) {
+    // A folder where the station table's scratch file must go: the table cannot be written,
+    // whoever runs the test. The zone table beside it is written as usual.
+    const std::string out = dir_.file("out");
+    std::filesystem::create_directories(out + "/tsunami_station_points.csv.partial");
+    Result r = run(kCli + " run " + grid_ + " --steps 2 --out " + out);
+    EXPECT_EQ(r.code, 1) << r.out;
+    const std::string named = "Error: could not write file: " + out + "/tsunami_station_points.csv\n";
+    const std::size_t at = r.out.find(named);
+    EXPECT_NE(at, std::string::npos) << r.out;
+    EXPECT_EQ(r.out.find("Error: could not write file: ", at + 1), std::string::npos);
+    EXPECT_TRUE(std::filesystem::is_regular_file(out + "/tsunami_station_points_forecast_zones.csv"));
 }
 
 TEST_F(CliTest, GridErrorsExitOneWithTheDocumentedMessage) {

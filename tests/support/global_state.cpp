@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "core/safe_file.h"
 #include "core/driver.h"
 #include "core/platform.h"
 #include "core/sources.h"
@@ -17,6 +18,7 @@
 namespace kaitoro::testing {
 
 void reset_all_globals() {
+    clear_write_failures();
     time_series_free();
     source_list_free(&g_sources);
     free_simulation(&g_sim);

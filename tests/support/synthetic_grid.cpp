@@ -1,7 +1,10 @@
 #include "tests/support/synthetic_grid.h"
 
+#include <unistd.h>
+
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -132,17 +135,46 @@ std::string read_file_text(const std::string& path) {
     return ss.str();
 }
 
+namespace {
+
+// Folders still alive, with the process that made them. A death test's child leaves through
+// exit() without running destructors; this removes what that child made (and only that: the
+// parent's folders, inherited in the list, belong to the parent).
+struct LiveDirs {
+    std::vector<std::pair<std::string, pid_t>> dirs;
+    LiveDirs() {
+        std::atexit([] {
+            std::error_code ec;
+            for (const auto& [path, pid] : live_dirs().dirs)
+                if (pid == getpid()) std::filesystem::remove_all(path, ec);
+        });
+    }
+    static LiveDirs& live_dirs() {
+        static LiveDirs* d = new LiveDirs;  // never destroyed: the handler may run late
+        return *d;
+    }
+};
+
+}  // namespace
+
 TempDir::TempDir() {
     std::string tmpl = (std::filesystem::temp_directory_path() / "kaitoro-test-XXXXXX").string();
     std::vector<char> buf(tmpl.begin(), tmpl.end());
     buf.push_back('\0');
     if (!mkdtemp(buf.data())) std::abort();
     path_ = buf.data();
+    LiveDirs::live_dirs().dirs.emplace_back(path_, getpid());
 }
 
 TempDir::~TempDir() {
     std::error_code ec;
     std::filesystem::remove_all(path_, ec);
+    auto& dirs = LiveDirs::live_dirs().dirs;
+    for (auto it = dirs.begin(); it != dirs.end(); ++it)
+        if (it->first == path_) {
+            dirs.erase(it);
+            break;
+        }
 }
 
 GridData load_spec(const GridSpec& g) {
