@@ -6,6 +6,7 @@
 #include <string>
 
 #include "core/driver.h"
+#include "core/gauges.h"
 #include "core/platform.h"
 #include "feed/arrivals.h"
 
@@ -42,6 +43,11 @@ const char kUsage[] =
     "                         the slip-to-height stamps\n"
     "  --true-speed           scale every coupling so waves travel at sqrt(g h) at each\n"
     "                         latitude (off: the documented depth/18000 coupling)\n"
+    "  --gauge NAME,LAT,LON   record the sea-surface height every step at the sea cell nearest\n"
+    "                         to that point (the run says which cell and how far); repeatable.\n"
+    "                         All gauges go to gauges.csv (time_s, one column per gauge) and\n"
+    "                         gauge_cells.csv (cell, depth, distance, arrival) in the output folder\n"
+    "  --gauges CSV           add the gauges of a file of name,lat,lon lines; repeatable\n"
     "  --station N            record the time series of station number N; repeatable\n"
     "  --hours H              model hours to run (default 2)\n"
     "  --steps N              model steps of 15 s to run (instead of --hours)\n"
@@ -114,6 +120,13 @@ RunOptions parse_run_options(int argc, char** argv, bool info) {
         else if (a == "--quick-ff") o.quick_ff = value();
         else if (a == "--fault") o.faults.push_back(value());
         else if (a == "--true-speed") o.true_speed = true;
+        else if (a == "--gauge") {
+            o.gauges.push_back(value());
+            Gauge g;
+            std::string why;
+            if (!gauge_parse_spec(o.gauges.back(), &g, &why)) throw UsageError{"--gauge " + why};
+        }
+        else if (a == "--gauges") o.gauge_files.push_back(value());
         else if (a == "--okada") o.okada = true;
         else if (a == "--horizontal-term") o.horizontal_term = true;
         else if (a == "--epicenter") {

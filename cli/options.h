@@ -38,6 +38,8 @@ struct RunOptions {
     bool true_speed = false;          // scale the coupling to sqrt(g h) at each latitude
     bool okada = false;               // --quick-ff patches as dislocation subfaults
     bool horizontal_term = false;     // add the horizontal-motion term on slopes
+    std::vector<std::string> gauges;      // NAME,LAT,LON virtual gauges
+    std::vector<std::string> gauge_files;  // CSV lists of them
 };
 
 std::string default_grid_path();
