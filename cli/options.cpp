@@ -15,6 +15,8 @@ namespace kaitoro::cli {
 const char kUsage[] =
     "usage: kaitoro-cli run  [GRID] [options]   run a scenario and write result tables\n"
     "       kaitoro-cli info [GRID] [--grid PATH] print the grid's facts as JSON\n"
+    "       kaitoro-cli validate [options]      run the event library against recorded\n"
+    "                                           tsunamis and write docs/validation.md\n"
     "\n"
     "GRID defaults to data/tsunami_data.bin beside the program's source tree, else\n"
     "tsunami_data.bin in the working directory.\n"
@@ -59,7 +61,19 @@ const char kUsage[] =
     "  --orvex-start-delay S  ORVEX start delay in seconds, 0..604800 (default 0); reports are\n"
     "                         released when wall-clock time plus S reaches their model time,\n"
     "                         so 604800 releases every report as soon as it is computed.\n"
-    "                         The outbox orvex_ws_outbox.jsonl is written into the output folder.\n";
+    "                         The outbox orvex_ws_outbox.jsonl is written into the output folder.\n"
+    "\n"
+    "validate options (each event of the library that has observations runs in the documented\n"
+    "mode and with --true-speed, its fault table as the source, gauges at the observation points):\n"
+    "  --event TEXT           only events whose name contains TEXT; repeatable\n"
+    "  --hours H              at most H model hours per run (default: half an hour past the\n"
+    "                         event's latest observed time)\n"
+    "  --out DIR              where validation.md and validation/*.png go (default docs)\n"
+    "  --events DIR           the event library (default data/events)\n"
+    "  --observations CSV     the observations (default validation/observations.csv)\n"
+    "  --grid PATH            grid data file\n"
+    "  --work DIR             keep the runs' files in DIR (default: a temporary folder, removed)\n"
+    "  --keep-runs            do not remove the temporary folder\n";
 
 std::string default_grid_path() {
 #ifdef KAITORO_DEFAULT_GRID

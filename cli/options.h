@@ -53,5 +53,6 @@ std::string json_escape(const std::string& s);
 // The subcommands, one file each.
 int cmd_run(const RunOptions& o);
 int cmd_info(const RunOptions& o);
+int cmd_validate(int argc, char** argv);
 
 }  // namespace kaitoro::cli
