@@ -2,8 +2,8 @@
 // writes the validation page with its figures. Each run is a child process doing exactly what
 // `kaitoro-cli run --fault ... --gauges ...` does, so the state of one run never leaks into the
 // next and the page measures the same program users run.
-#include <sys/wait.h>
 #include <fcntl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -58,17 +58,25 @@ ValidateOptions parse_validate_options(int argc, char** argv) {
             if (i + 1 >= argc) throw UsageError{a + " needs a value"};
             return argv[++i];
         };
-        if (a == "--grid") o.grid = value();
-        else if (a == "--events") o.events_dir = value();
-        else if (a == "--observations") o.observations = value();
-        else if (a == "--out") o.out = value();
-        else if (a == "--work") o.work = value();
-        else if (a == "--event") o.only.push_back(lower(value()));
-        else if (a == "--keep-runs") o.keep_runs = true;
+        if (a == "--grid")
+            o.grid = value();
+        else if (a == "--events")
+            o.events_dir = value();
+        else if (a == "--observations")
+            o.observations = value();
+        else if (a == "--out")
+            o.out = value();
+        else if (a == "--work")
+            o.work = value();
+        else if (a == "--event")
+            o.only.push_back(lower(value()));
+        else if (a == "--keep-runs")
+            o.keep_runs = true;
         else if (a == "--hours") {
             o.max_hours = parse_number("--hours", value());
             if (o.max_hours <= 0) throw UsageError{"--hours must be above 0"};
-        } else throw UsageError{"unknown option for validate: " + a};
+        } else
+            throw UsageError{"unknown option for validate: " + a};
     }
     if (o.grid.empty()) o.grid = default_grid_path();
     if (o.events_dir.empty()) o.events_dir = source_tree_path("data/events");
@@ -80,8 +88,10 @@ ValidateOptions parse_validate_options(int argc, char** argv) {
 std::string slug_of(const std::string& name) {
     std::string s;
     for (char c : lower(name)) {
-        if (std::isalnum(static_cast<unsigned char>(c))) s += c;
-        else if (!s.empty() && s.back() != '_') s += '_';
+        if (std::isalnum(static_cast<unsigned char>(c)))
+            s += c;
+        else if (!s.empty() && s.back() != '_')
+            s += '_';
     }
     while (!s.empty() && s.back() == '_') s.pop_back();
     return s;
@@ -129,7 +139,8 @@ bool read_run(const std::string& dir, int mode, EventResult* e) {
         const std::vector<std::string> f = csv_fields(line);
         if (f.size() != n + 1) return false;
         times.push_back(std::int32_t(std::atol(f[0].c_str())));
-        for (std::size_t k = 0; k < n; ++k) levels[k].push_back(std::strtof(f[k + 1].c_str(), nullptr));
+        for (std::size_t k = 0; k < n; ++k)
+            levels[k].push_back(std::strtof(f[k + 1].c_str(), nullptr));
     }
     std::getline(cells, line);
     for (std::size_t k = 0; k < n && std::getline(cells, line); ++k) {
@@ -166,8 +177,8 @@ int cmd_validate(int argc, char** argv) {
     std::vector<std::string> rejected;
     std::string error;
     if (!observations_load(o.observations.c_str(), &observations, &rejected, &error)) {
-        std::fprintf(stderr, "Error: could not read observations: %s: %s\n",
-                     o.observations.c_str(), error.c_str());
+        std::fprintf(stderr, "Error: could not read observations: %s: %s\n", o.observations.c_str(),
+                     error.c_str());
         return 1;
     }
     for (const std::string& r : rejected)
@@ -178,17 +189,17 @@ int cmd_validate(int argc, char** argv) {
     for (const auto& entry : fs::directory_iterator(o.events_dir, ec))
         if (entry.path().extension() == ".csv") tables.push_back(entry.path());
     if (ec) {
-        std::fprintf(stderr, "Error: could not list event folder: %s: %s\n",
-                     o.events_dir.c_str(), ec.message().c_str());
+        std::fprintf(stderr, "Error: could not list event folder: %s: %s\n", o.events_dir.c_str(),
+                     ec.message().c_str());
         return 1;
     }
     std::sort(tables.begin(), tables.end());
 
     const std::string work =
-        !o.work.empty() ? o.work
-                        : (fs::temp_directory_path() / ("kaitoro-validate-" +
-                                                        std::to_string(getpid())))
-                              .string();
+        !o.work.empty()
+            ? o.work
+            : (fs::temp_directory_path() / ("kaitoro-validate-" + std::to_string(getpid())))
+                  .string();
     fs::create_directories(work, ec);
     const std::string figure_dir = "validation";
     fs::create_directories(fs::path(o.out) / figure_dir, ec);
@@ -206,12 +217,14 @@ int cmd_validate(int argc, char** argv) {
         EventResult e;
         e.name = t.meta("name");
         if (e.name.empty()) continue;
-        if (!o.only.empty() && std::none_of(o.only.begin(), o.only.end(), [&](const std::string& f) {
+        if (!o.only.empty() &&
+            std::none_of(o.only.begin(), o.only.end(), [&](const std::string& f) {
                 return lower(e.name).find(f) != std::string::npos;
             }))
             continue;
         for (const Observation& ob : observations)
-            if (observation_matches_event(ob, e.name)) e.gauges.push_back(GaugeResult{ob, {}, {}, {}, {}, {}, {}});
+            if (observation_matches_event(ob, e.name))
+                e.gauges.push_back(GaugeResult{ob, {}, {}, {}, {}, {}, {}});
         if (e.gauges.empty()) {
             std::printf("%s: no observations, skipped.\n", e.name.c_str());
             continue;
@@ -267,9 +280,10 @@ int cmd_validate(int argc, char** argv) {
     std::string command = "kaitoro-cli validate";
     for (int i = 2; i < argc; ++i) command += std::string(" ") + argv[i];
     const std::string page = (fs::path(o.out) / "validation.md").string();
-    const std::string md = validation_report_markdown(
-        events, figure_dir, command, fs::path(o.observations).parent_path().filename().string() +
-                                         "/" + fs::path(o.observations).filename().string());
+    const std::string md =
+        validation_report_markdown(events, figure_dir, command,
+                                   fs::path(o.observations).parent_path().filename().string() +
+                                       "/" + fs::path(o.observations).filename().string());
     SafeFile f(page.c_str());
     if (!f || std::fwrite(md.data(), 1, md.size(), f.get()) != md.size() || !f.commit()) {
         std::fprintf(stderr, "Error: could not write %s\n", page.c_str());

@@ -44,8 +44,8 @@ bool degrees(const std::string& text, double limit, double* out) {
 
 bool gauge_parse_spec(const std::string& text, Gauge* out, std::string* why) {
     const std::size_t c2 = text.rfind(',');
-    const std::size_t c1 = c2 == std::string::npos || c2 == 0 ? std::string::npos
-                                                              : text.rfind(',', c2 - 1);
+    const std::size_t c1 =
+        c2 == std::string::npos || c2 == 0 ? std::string::npos : text.rfind(',', c2 - 1);
     if (c1 == std::string::npos) {
         *why = "needs NAME,LAT,LON";
         return false;
@@ -189,9 +189,10 @@ bool gauges_write_cells_csv(const GaugeSet& set, const GridData& grid,
     SafeFile file(path);
     if (!file) return false;
     std::FILE* f = file.get();
-    std::fputs("name,lat,lon,cell_x,cell_y,cell_lat,cell_lon,depth_m,distance_km,arrival_s,"
-               "max_m\n",
-               f);
+    std::fputs(
+        "name,lat,lon,cell_x,cell_y,cell_lat,cell_lon,depth_m,distance_km,arrival_s,"
+        "max_m\n",
+        f);
     for (const Gauge& g : set.gauges) {
         std::fprintf(f, "%s,%.4f,%.4f", gauge_csv_field(g.name).c_str(), g.lat_deg, g.lon_deg);
         if (g.cell_x < 0) {

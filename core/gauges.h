@@ -17,8 +17,8 @@ struct Gauge {
     double lat_deg = 0, lon_deg = 0;  // the point asked for
     int cell_x = -1, cell_y = -1;     // the sea cell it records, -1 when none was found
     double cell_lat_deg = 0, cell_lon_deg = 0;
-    double distance_km = 0;           // point to cell centre, along the great circle
-    std::vector<float> level_m;       // one sample per recorded time
+    double distance_km = 0;      // point to cell centre, along the great circle
+    std::vector<float> level_m;  // one sample per recorded time
 };
 
 struct GaugeSet {

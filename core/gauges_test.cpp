@@ -45,8 +45,9 @@ TEST(GaugeSpecTest, ParsesNameAndDegreesOrSaysWhy) {
 TEST(GaugeFileTest, SkipsHeaderAndCommentsAndListsBadLines) {
     testing::TempDir dir;
     const std::string path = dir.file("g.csv");
-    testing::write_text_file(path, "\xEF\xBB\xBFname,lat,lon\r\n# offshore\r\nKPG1,41.7,144.4\r\n"
-                                   "\r\nbroken\r\nWajima,37.4,136.9\r\n");
+    testing::write_text_file(path,
+                             "\xEF\xBB\xBFname,lat,lon\r\n# offshore\r\nKPG1,41.7,144.4\r\n"
+                             "\r\nbroken\r\nWajima,37.4,136.9\r\n");
     std::vector<Gauge> gauges;
     std::vector<std::string> rejected;
     std::string error;

@@ -30,8 +30,8 @@ TEST(CliValidateTest, OneEventAtReducedLengthWritesTheReportAndFigures) {
     const std::regex row(
         "\\| 2024 Noto Peninsula \\| (documented|true speed) \\| first arrival \\| \\d+ \\| \\d+ "
         "\\| [+-]\\d+\\.\\d min \\| [+-]\\d+\\.\\d min \\| \\d+\\.\\d\\d \\| \\d+\\.\\d % \\|\n");
-    EXPECT_EQ(std::distance(std::sregex_iterator(md.begin(), md.end(), row), std::sregex_iterator()),
-              2)
+    EXPECT_EQ(
+        std::distance(std::sregex_iterator(md.begin(), md.end(), row), std::sregex_iterator()), 2)
         << md;
     // Toyama's gauge row: its cell, depth and distance, then observed / simulated values.
     EXPECT_TRUE(std::regex_search(
@@ -39,8 +39,8 @@ TEST(CliValidateTest, OneEventAtReducedLengthWritesTheReportAndFigures) {
                        "\\d+ \\| \\d+\\.\\d \\| 2\\.9 / \\d+\\.\\d / \\d+\\.\\d \\|")))
         << md;
     for (const char* mode : {"documented", "true_speed"}) {
-        const std::string png = dir.file(std::string("validation/2024_noto_peninsula_") + mode +
-                                         ".png");
+        const std::string png =
+            dir.file(std::string("validation/2024_noto_peninsula_") + mode + ".png");
         EXPECT_NE(md.find(std::string("(validation/2024_noto_peninsula_") + mode + ".png)"),
                   std::string::npos);
         testing::DecodedPng img;

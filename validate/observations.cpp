@@ -52,11 +52,16 @@ bool observations_load(const char* path, std::vector<Observation>* out,
         *error = std::strerror(errno ? errno : ENOENT);
         return false;
     }
-    static const char* const kColumns[] = {"event",  "gauge",
-                                           "type",   "lat",
-                                           "lon",    "obs_first_arrival_min",
-                                           "obs_onset25_min", "obs_max_m",
-                                           "max_qualifier",   "obs_time_of_max_min"};
+    static const char* const kColumns[] = {"event",
+                                           "gauge",
+                                           "type",
+                                           "lat",
+                                           "lon",
+                                           "obs_first_arrival_min",
+                                           "obs_onset25_min",
+                                           "obs_max_m",
+                                           "max_qualifier",
+                                           "obs_time_of_max_min"};
     int col[10];
     std::string line;
     if (!std::getline(in, line)) {

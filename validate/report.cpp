@@ -25,10 +25,14 @@ const char* quantity_name(int q) {
 ObsSim quantity_pair(const GaugeResult& g, int quantity, int mode) {
     const GaugePicks& s = g.sim[mode];
     switch (quantity) {
-        case kFirstArrival: return {g.obs.first_arrival_min, s.arrival_min};
-        case kOnset25: return {g.obs.onset25_min, s.onset25_min};
-        case kPeakTime: return {g.obs.time_of_max_min, s.peak_time_min};
-        default: return {g.obs.max_m, s.peak_m};
+        case kFirstArrival:
+            return {g.obs.first_arrival_min, s.arrival_min};
+        case kOnset25:
+            return {g.obs.onset25_min, s.onset25_min};
+        case kPeakTime:
+            return {g.obs.time_of_max_min, s.peak_time_min};
+        default:
+            return {g.obs.max_m, s.peak_m};
     }
 }
 
@@ -128,8 +132,9 @@ bool validation_write_figure(const EventResult& e, int mode, const char* path) {
     if (!rgb24_canvas_create(&c, kFigW, kFigH)) return false;
     text(&c, 30, 18, e.name + " - " + validation_mode_name(mode) + ": simulated against observed",
          24, 1);
-    text(&c, 30, 50, std::string("Fault table ") + e.file + "; " + number_text(e.hours, 2) +
-                         " model hours; points on the grey line agree exactly.");
+    text(&c, 30, 50,
+         std::string("Fault table ") + e.file + "; " + number_text(e.hours, 2) +
+             " model hours; points on the grey line agree exactly.");
 
     // Times: arrival or onset (dots) and peak time (squares), minutes after origin.
     double tmax = 10;
@@ -194,8 +199,8 @@ bool validation_write_figure(const EventResult& e, int mode, const char* path) {
     const double band = std::log10(1.5);
     for (double s : {band, -band}) {
         const double a = std::max(lo, lo - s), b = std::min(hi, hi - s);
-        rgb24_draw_line_rgb(&c, heights.px(a), heights.py(a + s), heights.px(b),
-                            heights.py(b + s), kBandRgb);
+        rgb24_draw_line_rgb(&c, heights.px(a), heights.py(a + s), heights.px(b), heights.py(b + s),
+                            kBandRgb);
     }
     for (const GaugeResult& g : e.gauges) {
         const ObsSim p = quantity_pair(g, kMaxHeight, mode);
@@ -238,20 +243,22 @@ std::string validation_report_markdown(const std::vector<EventResult>& events,
           "` (their sources and citations are in the README beside them). Regenerate it with " +
           "the same command; do not edit it by hand. Nothing in the model was fitted to these "
           "observations.\n\n";
-    md += "Every event runs twice on the bundled grid with its fault table as an elastic-"
-          "dislocation source: in the **documented** mode (coupling depth/18000) and with "
-          "**true speed** (sqrt(g h) at each latitude). A virtual gauge sits on the sea cell "
-          "nearest to each observation point and records the sea-surface height every 15 s "
-          "step. From each record the same quantities are picked as the observations hold: the "
-          "**onset** (first time at 25 % of the record's peak), the **maximum height** and its "
-          "**time**, and the **first arrival** (the model's arrival stamp of the cell: the "
-          "shoreline-equivalent height first reaching 0.05 m). Errors are simulated minus "
-          "observed; ratios are simulated over observed; relative errors use only observations "
-          "above zero. A gauge the model gave no value for is counted as missed.\n\n";
+    md +=
+        "Every event runs twice on the bundled grid with its fault table as an elastic-"
+        "dislocation source: in the **documented** mode (coupling depth/18000) and with "
+        "**true speed** (sqrt(g h) at each latitude). A virtual gauge sits on the sea cell "
+        "nearest to each observation point and records the sea-surface height every 15 s "
+        "step. From each record the same quantities are picked as the observations hold: the "
+        "**onset** (first time at 25 % of the record's peak), the **maximum height** and its "
+        "**time**, and the **first arrival** (the model's arrival stamp of the cell: the "
+        "shoreline-equivalent height first reaching 0.05 m). Errors are simulated minus "
+        "observed; ratios are simulated over observed; relative errors use only observations "
+        "above zero. A gauge the model gave no value for is counted as missed.\n\n";
 
     md += "## Summary\n\n";
-    md += "| event | mode | quantity | n | missed | median error | mean error | median ratio | "
-          "median abs. relative error |\n";
+    md +=
+        "| event | mode | quantity | n | missed | median error | mean error | median ratio | "
+        "median abs. relative error |\n";
     md += "|---|---|---|---:|---:|---:|---:|---:|---:|\n";
     for (const EventResult& e : events)
         for (int mode = 0; mode < kModeCount; ++mode) {
@@ -291,10 +298,12 @@ std::string validation_report_markdown(const std::vector<EventResult>& events,
             if (e.ran[mode])
                 md += "![" + e.name + ", " + validation_mode_name(mode) + "](" + figure_dir + "/" +
                       validation_figure_name(e, mode) + ")\n";
-        md += "\nEach cell: observed / documented / true speed. Times in minutes after the "
-              "origin, heights in metres.\n\n";
-        md += "| gauge | type | cell (x, y) | depth (m) | off by (km) | first arrival | onset "
-              "25 % | peak time | maximum |\n";
+        md +=
+            "\nEach cell: observed / documented / true speed. Times in minutes after the "
+            "origin, heights in metres.\n\n";
+        md +=
+            "| gauge | type | cell (x, y) | depth (m) | off by (km) | first arrival | onset "
+            "25 % | peak time | maximum |\n";
         md += "|---|---|---|---:|---:|---|---|---|---|\n";
         for (const GaugeResult& g : e.gauges) {
             md += "| " + g.obs.gauge + " | " + g.obs.type + " | ";

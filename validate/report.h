@@ -26,8 +26,8 @@ struct GaugeResult {
 
 struct EventResult {
     std::string name, file, citation, slug;
-    double mw = 0;       // the table's standard Mw
-    double hours = 0;    // model hours of each run
+    double mw = 0;     // the table's standard Mw
+    double hours = 0;  // model hours of each run
     bool ran[kModeCount] = {};
     std::vector<GaugeResult> gauges;
 };
