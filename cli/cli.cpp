@@ -16,6 +16,7 @@ int cli_main(int argc, char** argv) {
     const std::string cmd = argv[1];
     try {
         if (cmd == "run") return cmd_run(parse_run_options(argc, argv, false));
+        if (cmd == "validate") return cmd_validate(argc, argv);
         if (cmd == "info") return cmd_info(parse_run_options(argc, argv, true));
         throw UsageError{"unknown command: " + cmd};
     } catch (const UsageError& e) {

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "core/driver.h"
+#include "core/gauges.h"
 #include "core/platform.h"
 #include "core/solver.h"
 #include "export/animation.h"
@@ -19,6 +20,8 @@ namespace kaitoro::cli {
 const char kUsage[] =
     "usage: kaitoro-cli run  [GRID] [options]   run a scenario and write result tables\n"
     "       kaitoro-cli info [GRID] [--grid PATH] print the grid's facts as JSON\n"
+    "       kaitoro-cli validate [options]      run the event library against recorded\n"
+    "                                           tsunamis and write docs/validation.md\n"
     "\n"
     "GRID defaults to data/tsunami_data.bin beside the program's source tree, else\n"
     "tsunami_data.bin in the working directory.\n"
@@ -47,6 +50,11 @@ const char kUsage[] =
     "                         the slip-to-height stamps\n"
     "  --true-speed           scale every coupling so waves travel at sqrt(g h) at each\n"
     "                         latitude (off: the documented depth/18000 coupling)\n"
+    "  --gauge NAME,LAT,LON   record the sea-surface height every step at the sea cell nearest\n"
+    "                         to that point (the run says which cell and how far); repeatable.\n"
+    "                         All gauges go to gauges.csv (time_s, one column per gauge) and\n"
+    "                         gauge_cells.csv (cell, depth, distance, arrival) in the output folder\n"
+    "  --gauges CSV           add the gauges of a file of name,lat,lon lines; repeatable\n"
     "  --station N            record the time series of station number N; repeatable\n"
     "  --hours H              model hours to run (default 2)\n"
     "  --steps N              model steps of 15 s to run (instead of --hours)\n"
@@ -66,7 +74,19 @@ const char kUsage[] =
     "                         minutes of model time (a multiple of 0.25)\n"
     "  --geojson FILE         write the stations and forecast zones as GeoJSON\n"
     "  --animate FILE         write an animation of the wave, FILE.mp4 (H.264) or FILE.gif\n"
-    "  --frame-every MIN      one animation frame every MIN minutes of model time (default 5)\n";
+    "  --frame-every MIN      one animation frame every MIN minutes of model time (default 5)\n"
+    "\n"
+    "validate options (each event of the library that has observations runs in the documented\n"
+    "mode and with --true-speed, its fault table as the source, gauges at the observation points):\n"
+    "  --event TEXT           only events whose name contains TEXT; repeatable\n"
+    "  --hours H              at most H model hours per run (default: half an hour past the\n"
+    "                         event's latest observed time)\n"
+    "  --out DIR              where validation.md and validation/*.png go (default docs)\n"
+    "  --events DIR           the event library (default data/events)\n"
+    "  --observations CSV     the observations (default validation/observations.csv)\n"
+    "  --grid PATH            grid data file\n"
+    "  --work DIR             keep the runs' files in DIR (default: a temporary folder, removed)\n"
+    "  --keep-runs            do not remove the temporary folder\n";
 
 std::string default_grid_path() {
 #ifdef KAITORO_DEFAULT_GRID
@@ -152,6 +172,13 @@ RunOptions parse_run_options(int argc, char** argv, bool info) {
         else if (a == "--quick-ff") o.quick_ff = value();
         else if (a == "--fault") o.faults.push_back(value());
         else if (a == "--true-speed") o.true_speed = true;
+        else if (a == "--gauge") {
+            o.gauges.push_back(value());
+            Gauge g;
+            std::string why;
+            if (!gauge_parse_spec(o.gauges.back(), &g, &why)) throw UsageError{"--gauge " + why};
+        }
+        else if (a == "--gauges") o.gauge_files.push_back(value());
         else if (a == "--okada") o.okada = true;
         else if (a == "--horizontal-term") o.horizontal_term = true;
         else if (a == "--epicenter") {

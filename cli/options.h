@@ -42,6 +42,8 @@ struct RunOptions {
     int snapshot_every_s = 0;  // 0: no snapshots
     int frame_every_s = 300;
     std::string command_line;  // for the NetCDF history
+    std::vector<std::string> gauges;      // NAME,LAT,LON virtual gauges
+    std::vector<std::string> gauge_files;  // CSV lists of them
 };
 
 std::string default_grid_path();
@@ -55,5 +57,6 @@ std::string json_escape(const std::string& s);
 // The subcommands, one file each.
 int cmd_run(const RunOptions& o);
 int cmd_info(const RunOptions& o);
+int cmd_validate(int argc, char** argv);
 
 }  // namespace kaitoro::cli

@@ -13,6 +13,7 @@
 
 #include "cli/options.h"
 #include "core/driver.h"
+#include "core/gauges.h"
 #include "core/geo.h"
 #include "core/masks.h"
 #include "core/platform.h"
@@ -178,6 +179,56 @@ int add_fault_tables(const RunOptions& o) {
     return 0;
 }
 
+// The gauges of --gauge and --gauges, each on its nearest sea cell; one line per gauge says
+// where. A file that cannot be read, or a gauge with no sea cell near it, stops the run.
+int place_gauges(const RunOptions& o) {
+    g_gauges = GaugeSet{};
+    for (const std::string& spec : o.gauges) {
+        Gauge g;
+        std::string why;
+        gauge_parse_spec(spec, &g, &why);  // checked when the options were read
+        g_gauges.gauges.push_back(std::move(g));
+    }
+    for (const std::string& path : o.gauge_files) {
+        std::vector<std::string> rejected;
+        std::string error;
+        if (!gauges_load_csv(path.c_str(), &g_gauges.gauges, &rejected, &error)) {
+            std::fprintf(stderr, "Error: could not open gauge file: %s: %s\n", path.c_str(),
+                         error.c_str());
+            return 1;
+        }
+        for (const std::string& r : rejected) std::fprintf(stderr, "%s: %s\n", path.c_str(), r.c_str());
+    }
+    for (Gauge& g : g_gauges.gauges) {
+        if (!gauge_place(&g, g_grid)) {
+            std::fprintf(stderr,
+                         "Error: gauge %s (%.4f, %.4f) has no sea cell within %d cells of it\n",
+                         g.name.c_str(), g.lat_deg, g.lon_deg, kGaugeSearchCells);
+            return 1;
+        }
+        const std::size_t c = std::size_t(g.cell_y) * g_grid.nx + std::size_t(g.cell_x);
+        std::printf("Gauge %s (%.4f, %.4f): cell x=%d y=%d (%.4f, %.4f), depth %.0f m, %.1f km "
+                    "away.\n",
+                    g.name.c_str(), g.lat_deg, g.lon_deg, g.cell_x, g.cell_y, g.cell_lat_deg,
+                    g.cell_lon_deg, double(g_grid.depth_m[c]), g.distance_km);
+    }
+    return 0;
+}
+
+// Both gauge files into the output folder; false when either could not be written.
+bool save_gauges(const RunOptions& o) {
+    if (g_gauges.gauges.empty()) return true;
+    const std::string series = o.out + "/gauges.csv", cells = o.out + "/gauge_cells.csv";
+    const bool ok = gauges_write_csv(g_gauges, series.c_str()) &&
+                    gauges_write_cells_csv(g_gauges, g_grid, g_sim.arrival_s, cells.c_str());
+    if (ok)
+        std::printf("Saved gauge records: %s (%zu gauge(s), %zu time(s)) and %s\n",
+                    series.c_str(), g_gauges.gauges.size(), g_gauges.time_s.size(), cells.c_str());
+    else
+        std::fprintf(stderr, "Error: could not write the gauge records into %s\n", o.out.c_str());
+    return ok;
+}
+
 std::string format_hms(int t) {
     char buf[32];
     std::snprintf(buf, sizeof buf, "%02d:%02d:%02d", t / 3600, t / 60 % 60, t % 60);
@@ -328,6 +379,8 @@ int cmd_run(const RunOptions& o) {
         time_series_add_station(idx, k == 0 ? 1 : 0);
     }
 
+    if (int rc = place_gauges(o)) return rc;
+
     std::error_code ec;
     std::filesystem::create_directories(o.out, ec);
     if (ec) {
@@ -364,8 +417,11 @@ int cmd_run(const RunOptions& o) {
     };
     g_running = 1;
     long long done = 0;
+    const bool gauges = !g_gauges.gauges.empty();
+    if (gauges) gauges_record(&g_gauges, g_sim.height, g_grid.nx, g_time_s);
     for (; done < total && g_running; ++done) {
         advance_one_step();
+        if (gauges) gauges_record(&g_gauges, g_sim.height, g_grid.nx, g_time_s);
         if (!exports.after_step()) break;
         if (tty && (done % 20 == 0 || done + 1 == total))
             progress(done + 1, total, double(done + 1) / std::max(elapsed(), 1e-9));
@@ -385,7 +441,8 @@ int cmd_run(const RunOptions& o) {
     }
     set_platform(nullptr);
 
-    const bool images_ok = save_images(o);
+    const bool gauges_ok = save_gauges(o);
+    const bool images_ok = save_images(o) && gauges_ok;
     const bool exports_ok = exports.finish();
     if (!exports_ok) std::fprintf(stderr, "%s", exports.errors().c_str());
     if (exports_ok && !o.netcdf.empty())
