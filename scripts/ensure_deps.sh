@@ -11,6 +11,7 @@ KAITORO_PACKAGES=(
     qt6-base-dev libgl-dev xvfb xauth
     python3 libxml2-utils
     nlohmann-json3-dev
+    libsqlite3-dev sqlite3 slurm-wlm munge
 )
 
 kaitoro_missing_packages() {
