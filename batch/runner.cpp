@@ -151,6 +151,9 @@ bool batch_run(const BatchPlan& plan, const std::vector<const Scenario*>& pendin
                     dup2(fd, 2);
                     close(fd);
                 }
+                // Parallel scenarios already fill the cores: each steps on one thread unless the
+                // user chose otherwise (the fields are the same either way).
+                if (plan.jobs > 1) setenv("OMP_NUM_THREADS", "1", 0);
                 signal(SIGINT, SIG_DFL);
                 signal(SIGTERM, SIG_DFL);
                 std::vector<char*> argv;

@@ -26,6 +26,8 @@ std::string slurm_job_script(const SlurmPlan& p) {
          " " + p.shard_dir + "\n";
     s += "set -eu\n";
     s += "task=${SLURM_ARRAY_TASK_ID:?run me as a Slurm array task}\n";
+    // One solver thread per scenario process: the task's CPUs go to parallel scenarios.
+    s += "export OMP_NUM_THREADS=${OMP_NUM_THREADS:-1}\n";
     s += "exec " + shell_quote(p.exe) + " batch " + shell_quote(p.table) + " --db " +
          shell_quote(p.shard_dir + "/shard_") + "\"$task\".sqlite --grid " + shell_quote(p.grid) +
          " --jobs \"${SLURM_CPUS_PER_TASK:-1}\" --slice \"$task/" +
