@@ -7,7 +7,9 @@ namespace kaitoro {
 #ifndef KAITORO_VERSION
 #define KAITORO_VERSION "unknown"
 #endif
-const char* kaitoro_version() { return KAITORO_VERSION; }
+const char* kaitoro_version() {
+    return KAITORO_VERSION;
+}
 
 namespace {
 
@@ -30,7 +32,9 @@ struct Stmt {
     sqlite3_stmt* s = nullptr;
     Stmt(sqlite3* db, const char* sql) { sqlite3_prepare_v2(db, sql, -1, &s, nullptr); }
     ~Stmt() { sqlite3_finalize(s); }
-    void text(int i, const std::string& v) { sqlite3_bind_text(s, i, v.c_str(), int(v.size()), SQLITE_TRANSIENT); }
+    void text(int i, const std::string& v) {
+        sqlite3_bind_text(s, i, v.c_str(), int(v.size()), SQLITE_TRANSIENT);
+    }
     void num(int i, double v) { sqlite3_bind_double(s, i, v); }
     void integer(int i, long long v) { sqlite3_bind_int64(s, i, v); }
     std::string col_text(int i) const {
@@ -47,7 +51,9 @@ struct Stmt {
 
 }  // namespace
 
-ResultStore::~ResultStore() { sqlite3_close(db_); }
+ResultStore::~ResultStore() {
+    sqlite3_close(db_);
+}
 
 bool ResultStore::exec(const char* sql, std::string* error) const {
     char* msg = nullptr;
@@ -91,7 +97,8 @@ bool ResultStore::open_read_only(const std::string& path, std::string* error) {
 std::map<std::string, RecordedScenario> ResultStore::recorded(std::string* error) const {
     std::map<std::string, RecordedScenario> out;
     Stmt q(db_, "SELECT id, status, params FROM scenarios");
-    while (q.s && sqlite3_step(q.s) == SQLITE_ROW) out[q.col_text(0)] = {q.col_text(1), q.col_text(2)};
+    while (q.s && sqlite3_step(q.s) == SQLITE_ROW)
+        out[q.col_text(0)] = {q.col_text(1), q.col_text(2)};
     if (!q.s && error) *error = sqlite3_errmsg(db_);
     return out;
 }
@@ -106,8 +113,7 @@ bool ResultStore::write(const ScenarioRecord& r, std::string* error) {
                  "INSERT OR REPLACE INTO scenarios(id,line,params,kind,lat,lon,depth_km,mw,hours,"
                  "true_speed,status,error,wall_s,solver_s,version) "
                  "VALUES(?1,?2,?3,?4,?5,?6,?7,?8,?9,?10,?11,?12,?13,?14,?15)");
-        Stmt st(db_,
-                "INSERT INTO station_results VALUES(?1,?2,?3,?4,?5,?6,?7)");
+        Stmt st(db_, "INSERT INTO station_results VALUES(?1,?2,?3,?4,?5,?6,?7)");
         Stmt zn(db_, "INSERT INTO zone_results VALUES(?1,?2,?3,?4,?5,?6)");
         ok = del1.s && del2.s && ins.s && st.s && zn.s;
         if (ok) {
@@ -207,8 +213,7 @@ bool ResultStore::read_all(std::vector<ScenarioRecord>* out, bool with_stations,
             while (sqlite3_step(sq.s) == SQLITE_ROW)
                 r.stations.push_back({sqlite3_column_int(sq.s, 0), sqlite3_column_int(sq.s, 1),
                                       sqlite3_column_int(sq.s, 2), sqlite3_column_int(sq.s, 3),
-                                      sqlite3_column_double(sq.s, 4),
-                                      sqlite3_column_int(sq.s, 5)});
+                                      sqlite3_column_double(sq.s, 4), sqlite3_column_int(sq.s, 5)});
             sqlite3_reset(sq.s);
         }
         out->push_back(std::move(r));

@@ -47,7 +47,7 @@ struct RecordedScenario {
 };
 
 class ResultStore {
-public:
+  public:
     ResultStore() = default;
     ~ResultStore();
     ResultStore(const ResultStore&) = delete;
@@ -66,7 +66,7 @@ public:
     // Every scenario row with its zone rows (stations too when asked), ordered by id.
     bool read_all(std::vector<ScenarioRecord>* out, bool with_stations, std::string* error) const;
 
-private:
+  private:
     bool exec(const char* sql, std::string* error) const;
     sqlite3* db_ = nullptr;
 };

@@ -62,17 +62,17 @@ TEST(ResultStoreTest, MergingFoldsShardsOnceAndKeepsConflicts) {
     {
         ResultStore shard;
         ASSERT_TRUE(shard.open(dir.file("shard_0.sqlite"), &error)) << error;
-        for (const ScenarioRecord& r : {record("new", "done", 1.0), record("was_failed", "done", 2.0),
-                                        record("same", "done", 3.0),
-                                        record("changed", "done", 4.0, "other"),
-                                        record("still_failed", "failed", 0)})
+        for (const ScenarioRecord& r :
+             {record("new", "done", 1.0), record("was_failed", "done", 2.0),
+              record("same", "done", 3.0), record("changed", "done", 4.0, "other"),
+              record("still_failed", "failed", 0)})
             ASSERT_TRUE(shard.write(r, &error)) << error;
     }
     ResultStore main;
     ASSERT_TRUE(main.open(dir.file("main.sqlite"), &error)) << error;
-    for (const ScenarioRecord& r : {record("was_failed", "failed", 0), record("same", "done", 3.0),
-                                    record("changed", "done", 5.0),
-                                    record("still_failed", "failed", 0)})
+    for (const ScenarioRecord& r :
+         {record("was_failed", "failed", 0), record("same", "done", 3.0),
+          record("changed", "done", 5.0), record("still_failed", "failed", 0)})
         ASSERT_TRUE(main.write(r, &error)) << error;
 
     struct Step {

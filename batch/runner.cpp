@@ -19,7 +19,9 @@ namespace kaitoro {
 namespace {
 
 volatile sig_atomic_t g_batch_stop = 0;
-void on_stop_signal(int) { g_batch_stop = 1; }
+void on_stop_signal(int) {
+    g_batch_stop = 1;
+}
 
 struct Running {
     const Scenario* s = nullptr;
@@ -49,7 +51,7 @@ void scenario_fill_record(const Scenario& s, ScenarioRecord* r) {
     r->id = s.id;
     r->line = s.line;
     r->params = s.params;
-    r->kind = s.kind == ScenarioKind::FaultFile ? "fault"
+    r->kind = s.kind == ScenarioKind::FaultFile   ? "fault"
               : s.kind == ScenarioKind::Magnitude ? "mw"
                                                   : "rect";
     r->lat = s.fault.lat_deg;
@@ -99,13 +101,14 @@ bool batch_run(const BatchPlan& plan, const std::vector<const Scenario*>& pendin
     const char* logs = mkdtemp(buf.data());
     if (!logs) logs = mkdtemp(dir_template);
     if (!logs) {
-        *error = std::string("could not create a folder for the scenario logs: ") +
-                 std::strerror(errno);
+        *error =
+            std::string("could not create a folder for the scenario logs: ") + std::strerror(errno);
         return false;
     }
     const std::string log_dir = logs;
 
-    struct sigaction sa {}, old_int {}, old_term {};
+    struct sigaction sa {
+    }, old_int{}, old_term{};
     sa.sa_handler = on_stop_signal;
     sigemptyset(&sa.sa_mask);
     sigaction(SIGINT, &sa, &old_int);
@@ -141,8 +144,8 @@ bool batch_run(const BatchPlan& plan, const std::vector<const Scenario*>& pendin
             r.s = &s;
             r.log = log_dir + "/" + std::to_string(next) + ".log";
             r.t0 = std::chrono::steady_clock::now();
-            std::vector<std::string> args = {plan.exe, "run-scenario", plan.table, "--id", s.id,
-                                             "--db", plan.db, "--grid", plan.grid};
+            std::vector<std::string> args = {plan.exe, "run-scenario", plan.table, "--id",   s.id,
+                                             "--db",   plan.db,        "--grid",   plan.grid};
             const pid_t pid = fork();
             if (pid == 0) {
                 const int fd = ::open(r.log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);

@@ -12,7 +12,7 @@
 namespace kaitoro {
 
 struct BatchPlan {
-    std::string exe;    // this program, run as `exe run-scenario TABLE --id ID --db DB --grid G`
+    std::string exe;  // this program, run as `exe run-scenario TABLE --id ID --db DB --grid G`
     std::string table, db, grid;
     int jobs = 1;
     int slice_index = 0, slice_count = 1;  // this process runs rows k with k % count == index

@@ -16,12 +16,26 @@ namespace kaitoro {
 
 namespace {
 
-enum Col { kId, kFault, kLat, kLon, kMw, kDepth, kStrike, kDip, kRake, kLength, kWidth, kSlip,
-           kHours, kTrueSpeed, kColCount };
-const char* const kColNames[kColCount] = {"id",        "fault",     "lat",      "lon",
-                                          "mw",        "depth_km",  "strike_deg", "dip_deg",
-                                          "rake_deg",  "length_km", "width_km", "slip_m",
-                                          "hours",     "true_speed"};
+enum Col {
+    kId,
+    kFault,
+    kLat,
+    kLon,
+    kMw,
+    kDepth,
+    kStrike,
+    kDip,
+    kRake,
+    kLength,
+    kWidth,
+    kSlip,
+    kHours,
+    kTrueSpeed,
+    kColCount
+};
+const char* const kColNames[kColCount] = {
+    "id",      "fault",    "lat",       "lon",      "mw",     "depth_km", "strike_deg",
+    "dip_deg", "rake_deg", "length_km", "width_km", "slip_m", "hours",    "true_speed"};
 
 std::string trim(const std::string& s) {
     std::size_t a = 0, b = s.size();
@@ -180,7 +194,8 @@ void scenario_table_parse(const std::string& text, const std::string& base_dir,
             continue;
         }
         s.true_speed = ts == "1";
-        const std::string tail = ";hours=" + fmt(s.hours) + ";true_speed=" + (s.true_speed ? "1" : "0");
+        const std::string tail =
+            ";hours=" + fmt(s.hours) + ";true_speed=" + (s.true_speed ? "1" : "0");
 
         if (!cell(kFault).empty()) {
             s.kind = ScenarioKind::FaultFile;
@@ -193,11 +208,13 @@ void scenario_table_parse(const std::string& text, const std::string& base_dir,
             if (!number(cell(kLat), "lat", -90, 90, &lat, &why) ||
                 !number(cell(kLon), "lon", -180, 360, &lon, &why) ||
                 !number(cell(kMw), "mw", 5.0, 9.6, &mw, &why) ||
-                (!cell(kDepth).empty() && !number(cell(kDepth), "depth_km", 0, 700, &depth, &why)) ||
+                (!cell(kDepth).empty() &&
+                 !number(cell(kDepth), "depth_km", 0, 700, &depth, &why)) ||
                 (!cell(kStrike).empty() &&
                  !number(cell(kStrike), "strike_deg", -360, 720, &strike, &why)) ||
                 (!cell(kDip).empty() && !number(cell(kDip), "dip_deg", 1, 90, &dip, &why)) ||
-                (!cell(kRake).empty() && !number(cell(kRake), "rake_deg", -360, 360, &rake, &why))) {
+                (!cell(kRake).empty() &&
+                 !number(cell(kRake), "rake_deg", -360, 360, &rake, &why))) {
                 reject(why);
                 continue;
             }
@@ -205,34 +222,37 @@ void scenario_table_parse(const std::string& text, const std::string& base_dir,
             // A wide rupture cannot break the sea floor: its centroid sinks until the top edge
             // reaches it, keeping the size the moment needs.
             const double half_drop = 0.5 * r.width_km * std::sin(dip * std::numbers::pi / 180.0);
-            const double vals[9] = {lat, lon, std::max(depth, half_drop), strike, dip, rake,
+            const double vals[9] = {lat,         lon,        std::max(depth, half_drop),
+                                    strike,      dip,        rake,
                                     r.length_km, r.width_km, r.slip_m};
             if (!rectangle_fault(vals, &s.fault, &why)) {
                 reject(why);
                 continue;
             }
             s.mw = mw;
-            s.params = "mw=" + fmt(mw) + ";lat=" + fmt(lat) + ";lon=" + fmt(lon) + ";depth_km=" +
-                       fmt(depth) + ";strike_deg=" + fmt(strike) + ";dip_deg=" + fmt(dip) +
-                       ";rake_deg=" + fmt(rake) + tail;
+            s.params = "mw=" + fmt(mw) + ";lat=" + fmt(lat) + ";lon=" + fmt(lon) +
+                       ";depth_km=" + fmt(depth) + ";strike_deg=" + fmt(strike) +
+                       ";dip_deg=" + fmt(dip) + ";rake_deg=" + fmt(rake) + tail;
         } else {
             s.kind = ScenarioKind::Rectangle;
-            static const int kRect[9] = {kLat, kLon, kDepth, kStrike, kDip, kRake,
-                                         kLength, kWidth, kSlip};
+            static const int kRect[9] = {kLat,  kLon,    kDepth, kStrike, kDip,
+                                         kRake, kLength, kWidth, kSlip};
             double vals[9];
             std::string missing;
             for (int k = 0; k < 9; ++k) {
                 const std::string c = cell(kRect[k]);
-                if (c.empty()) missing += (missing.empty() ? "" : ",") + std::string(kColNames[kRect[k]]);
-                else if (!number(c, kColNames[kRect[k]], -1e9, 1e9, &vals[k], &why)) break;
+                if (c.empty())
+                    missing += (missing.empty() ? "" : ",") + std::string(kColNames[kRect[k]]);
+                else if (!number(c, kColNames[kRect[k]], -1e9, 1e9, &vals[k], &why))
+                    break;
             }
             if (!why.empty()) {
                 reject(why);
                 continue;
             }
             if (!missing.empty()) {
-                reject("no source: give fault, or lat,lon,mw, or a rectangle (missing " +
-                       missing + ")");
+                reject("no source: give fault, or lat,lon,mw, or a rectangle (missing " + missing +
+                       ")");
                 continue;
             }
             if (!rectangle_fault(vals, &s.fault, &why)) {

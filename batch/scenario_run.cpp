@@ -32,8 +32,8 @@ bool scenario_run_loaded(const Scenario& s, ScenarioRecord* out, std::string* er
             out->depth_km = depth / w;
         }
     }
-    const FaultSourceResult added = fault_sources_add_to_current(subfaults, FaultSourceOptions{},
-                                                                 "scenario");
+    const FaultSourceResult added =
+        fault_sources_add_to_current(subfaults, FaultSourceOptions{}, "scenario");
     if (added.points == 0) {
         *error = "the source puts no displacement of 0.0005 m or more into any sea cell";
         return false;

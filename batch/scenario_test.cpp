@@ -73,7 +73,9 @@ TEST(ScenarioTableTest, TheThreeSourceFormsAndTheirDefaults) {
 TEST(ScenarioTableTest, InterfaceScalingSizesTheRuptureAndKeepsTheMoment) {
     struct Case {
         double mw, length_km, width_km, slip_m;
-    } cases[] = {{7.5, 81.377, 56.299, 1.6288}, {8.5, 312.97, 126.33, 5.9687}, {9.0, 613.76, 189.23, 11.426}};
+    } cases[] = {{7.5, 81.377, 56.299, 1.6288},
+                 {8.5, 312.97, 126.33, 5.9687},
+                 {9.0, 613.76, 189.23, 11.426}};
     for (const Case& c : cases) {
         const InterfaceRupture r = interface_rupture_from_mw(c.mw);
         EXPECT_NEAR(r.length_km, c.length_km, 0.05 * 1e-2 * c.length_km) << c.mw;

@@ -30,8 +30,8 @@ std::string slurm_job_script(const SlurmPlan& p) {
     s += "export OMP_NUM_THREADS=${OMP_NUM_THREADS:-1}\n";
     s += "exec " + shell_quote(p.exe) + " batch " + shell_quote(p.table) + " --db " +
          shell_quote(p.shard_dir + "/shard_") + "\"$task\".sqlite --grid " + shell_quote(p.grid) +
-         " --jobs \"${SLURM_CPUS_PER_TASK:-1}\" --slice \"$task/" +
-         std::to_string(p.array_size) + "\"\n";
+         " --jobs \"${SLURM_CPUS_PER_TASK:-1}\" --slice \"$task/" + std::to_string(p.array_size) +
+         "\"\n";
     return s;
 }
 
@@ -102,9 +102,9 @@ bool run_program(const std::vector<std::string>& args, std::string* out, std::st
     }
     if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return true;
     *error = args[0] + (WIFEXITED(status)
-                            ? (WEXITSTATUS(status) == 127 ? " could not be started"
-                                                          : " exited with status " +
-                                                                std::to_string(WEXITSTATUS(status)))
+                            ? (WEXITSTATUS(status) == 127
+                                   ? " could not be started"
+                                   : " exited with status " + std::to_string(WEXITSTATUS(status)))
                             : " was killed by a signal");
     return false;
 }

@@ -46,7 +46,8 @@ bool trench_parse(const std::string& text, std::vector<TrenchVertex>* out, std::
         ++line_no;
         if (line_no == 1 && line.compare(0, 3, "\xEF\xBB\xBF") == 0) line.erase(0, 3);
         if (!line.empty() && line.back() == '\r') line.pop_back();
-        if (line.find_first_not_of(" \t") == std::string::npos || line[line.find_first_not_of(" \t")] == '#')
+        if (line.find_first_not_of(" \t") == std::string::npos ||
+            line[line.find_first_not_of(" \t")] == '#')
             continue;
         std::vector<std::string> f;
         std::stringstream ss(line);
@@ -115,15 +116,14 @@ std::string trench_scenario_table(const std::vector<TrenchVertex>& trench,
     const long steps = std::lround(std::floor((o.mw_max - o.mw_min) / o.mw_step + 1e-9));
     for (long k = 0; k <= steps; ++k) mws.push_back(o.mw_min + double(k) * o.mw_step);
 
-    std::string out =
-        "# Rectangular interface ruptures every " + fmt("%g", o.spacing_km) +
-        " km along the trench, Mw " + fmt("%.2f", o.mw_min) + " to " + fmt("%.2f", o.mw_max) +
-        " step " + fmt("%g", o.mw_step) +
-        "; length, width and slip from Mw (Strasser et al. 2010, interface events).\n"
-        "id,lat,lon,depth_km,strike_deg,dip_deg,rake_deg,mw,hours,true_speed\n";
+    std::string out = "# Rectangular interface ruptures every " + fmt("%g", o.spacing_km) +
+                      " km along the trench, Mw " + fmt("%.2f", o.mw_min) + " to " +
+                      fmt("%.2f", o.mw_max) + " step " + fmt("%g", o.mw_step) +
+                      "; length, width and slip from Mw (Strasser et al. 2010, interface events).\n"
+                      "id,lat,lon,depth_km,strike_deg,dip_deg,rake_deg,mw,hours,true_speed\n";
     int n = 0;
-    double along = 0;      // km from the first vertex to the current segment's start
-    double next = 0;       // km of the next position
+    double along = 0;  // km from the first vertex to the current segment's start
+    double next = 0;   // km of the next position
     for (std::size_t k = 0; k + 1 < trench.size(); ++k) {
         const TrenchVertex& a = trench[k];
         const TrenchVertex& b = trench[k + 1];

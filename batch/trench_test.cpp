@@ -10,9 +10,10 @@ namespace {
 TEST(TrenchTest, PositionsAlongThePolylineTimesMagnitudes) {
     std::vector<TrenchVertex> line;
     std::string error;
-    ASSERT_TRUE(trench_parse("# two vertices\nlat,lon,depth_km,dip_deg\n39,143,10,10\n"
-                             "38,143,30,20\n",
-                             &line, &error))
+    ASSERT_TRUE(
+        trench_parse("# two vertices\nlat,lon,depth_km,dip_deg\n39,143,10,10\n"
+                     "38,143,30,20\n",
+                     &line, &error))
         << error;
     TrenchScenarioOptions o;
     o.mw_min = 8.0;

@@ -50,10 +50,14 @@ BatchOptions parse_batch_options(int argc, char** argv) {
             if (i + 1 >= argc) throw UsageError{a + " needs a value"};
             return argv[++i];
         };
-        if (a == "--db") o.db = value();
-        else if (a == "--grid") o.grid = value();
-        else if (a == "--jobs") o.jobs = whole_number("--jobs", value(), 1, 1024);
-        else if (a == "--retry-failed") o.retry_failed = true;
+        if (a == "--db")
+            o.db = value();
+        else if (a == "--grid")
+            o.grid = value();
+        else if (a == "--jobs")
+            o.jobs = whole_number("--jobs", value(), 1, 1024);
+        else if (a == "--retry-failed")
+            o.retry_failed = true;
         else if (a == "--slice") {
             const std::string v = value();
             const std::size_t slash = v.find('/');
@@ -61,20 +65,29 @@ BatchOptions parse_batch_options(int argc, char** argv) {
             o.slice_count = whole_number("--slice", v.substr(slash + 1).c_str(), 1, 1000000);
             o.slice_index =
                 whole_number("--slice", v.substr(0, slash).c_str(), 0, o.slice_count - 1);
-        } else if (a == "--slurm") o.slurm = true;
-        else if (a == "--wait") o.wait = true;
-        else if (a == "--partition") o.partition = value();
-        else if (a == "--time-limit") o.time_limit = value();
-        else if (a == "--array-size") o.array_size = whole_number("--array-size", value(), 1, 100000);
-        else if (a == "--shard-dir") o.shard_dir = value();
-        else if (!a.empty() && a[0] != '-' && o.table.empty()) o.table = a;
-        else throw UsageError{"unknown option for batch: " + a};
+        } else if (a == "--slurm")
+            o.slurm = true;
+        else if (a == "--wait")
+            o.wait = true;
+        else if (a == "--partition")
+            o.partition = value();
+        else if (a == "--time-limit")
+            o.time_limit = value();
+        else if (a == "--array-size")
+            o.array_size = whole_number("--array-size", value(), 1, 100000);
+        else if (a == "--shard-dir")
+            o.shard_dir = value();
+        else if (!a.empty() && a[0] != '-' && o.table.empty())
+            o.table = a;
+        else
+            throw UsageError{"unknown option for batch: " + a};
     }
     if (o.table.empty()) throw UsageError{"batch needs a scenario table"};
     if (o.db.empty()) throw UsageError{"batch needs --db FILE"};
     if (!o.slurm && (o.wait || !o.partition.empty() || !o.time_limit.empty() || o.array_size ||
                      !o.shard_dir.empty()))
-        throw UsageError{"--wait, --partition, --time-limit, --array-size, --shard-dir need --slurm"};
+        throw UsageError{
+            "--wait, --partition, --time-limit, --array-size, --shard-dir need --slurm"};
     if (o.grid.empty()) o.grid = default_grid_path();
     if (o.jobs == 0) o.jobs = std::max(1u, std::thread::hardware_concurrency());
     return o;
@@ -100,7 +113,8 @@ int load_table(const std::string& path, ScenarioTable* t) {
                      error.c_str());
         return 1;
     }
-    for (const std::string& e : t->errors) std::fprintf(stderr, "%s: %s\n", path.c_str(), e.c_str());
+    for (const std::string& e : t->errors)
+        std::fprintf(stderr, "%s: %s\n", path.c_str(), e.c_str());
     if (!t->errors.empty()) {
         std::fprintf(stderr, "Error: %s: %zu bad row(s); fix them and run again\n", path.c_str(),
                      t->errors.size());
@@ -146,9 +160,10 @@ int submit_slurm(const BatchOptions& o, const ScenarioTable& t) {
         return 1;
     }
     while (!out.empty() && (out.back() == '\n' || out.back() == '\r')) out.pop_back();
-    std::printf("Submitted job array %s: %d scenario(s) in %d task(s); shards in %s; job script "
-                "%s.\n",
-                out.c_str(), p.scenarios, p.array_size, p.shard_dir.c_str(), script.c_str());
+    std::printf(
+        "Submitted job array %s: %d scenario(s) in %d task(s); shards in %s; job script "
+        "%s.\n",
+        out.c_str(), p.scenarios, p.array_size, p.shard_dir.c_str(), script.c_str());
     if (!o.wait) {
         std::printf("When it has ended: kaitoro-cli merge --db %s %s\n", o.db.c_str(),
                     p.shard_dir.c_str());
@@ -188,14 +203,16 @@ int cmd_batch(int argc, char** argv) {
     plan.progress_tty = isatty(2);
     BatchCounts c;
     const std::vector<const Scenario*> pending = batch_pending(plan, t, &store, &c);
-    std::printf("Scenario table %s: %d scenario(s)%s, %d already in %s; running %zu with %d "
-                "job(s).\n",
-                o.table.c_str(), c.selected, o.slice_count > 1 ? " in this slice" : "", c.skipped,
-                o.db.c_str(), pending.size(), o.jobs);
+    std::printf(
+        "Scenario table %s: %d scenario(s)%s, %d already in %s; running %zu with %d "
+        "job(s).\n",
+        o.table.c_str(), c.selected, o.slice_count > 1 ? " in this slice" : "", c.skipped,
+        o.db.c_str(), pending.size(), o.jobs);
     std::fflush(stdout);
     const auto t0 = std::chrono::steady_clock::now();
     const bool ok = batch_run(plan, pending, &store, &c, &error);
-    const double secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+    const double secs =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
     std::printf("Batch %s: %d done, %d failed, %d skipped in %.1f s (%.1f scenarios/min).\n",
                 c.interrupted ? "interrupted" : "finished", c.done, c.failed, c.skipped, secs,
                 secs > 0 ? (c.done + c.failed) * 60.0 / secs : 0.0);
@@ -217,11 +234,16 @@ int cmd_run_scenario(int argc, char** argv) {
             if (i + 1 >= argc) throw UsageError{a + " needs a value"};
             return argv[++i];
         };
-        if (a == "--id") id = value();
-        else if (a == "--db") db = value();
-        else if (a == "--grid") grid = value();
-        else if (!a.empty() && a[0] != '-' && table_path.empty()) table_path = a;
-        else throw UsageError{"unknown option for run-scenario: " + a};
+        if (a == "--id")
+            id = value();
+        else if (a == "--db")
+            db = value();
+        else if (a == "--grid")
+            grid = value();
+        else if (!a.empty() && a[0] != '-' && table_path.empty())
+            table_path = a;
+        else
+            throw UsageError{"unknown option for run-scenario: " + a};
     }
     if (table_path.empty() || id.empty() || db.empty())
         throw UsageError{"run-scenario needs TABLE --id ID --db FILE"};
@@ -237,7 +259,8 @@ int cmd_run_scenario(int argc, char** argv) {
     for (const Scenario& c : t.scenarios)
         if (c.id == id) s = &c;
     if (!s) {
-        std::fprintf(stderr, "Error: %s has no valid scenario %s\n", table_path.c_str(), id.c_str());
+        std::fprintf(stderr, "Error: %s has no valid scenario %s\n", table_path.c_str(),
+                     id.c_str());
         return 1;
     }
     g_true_wave_speed = s->true_speed ? 1 : 0;

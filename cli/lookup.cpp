@@ -22,8 +22,9 @@ constexpr double kKmPerUnit = 50.0, kMwPerUnit = 0.25;
 double great_circle_km(double lat1, double lon1, double lat2, double lon2) {
     const double r = std::numbers::pi / 180.0;
     const double dlat = (lat2 - lat1) * r, dlon = (lon2 - lon1) * r;
-    const double a = std::sin(dlat / 2) * std::sin(dlat / 2) +
-                     std::cos(lat1 * r) * std::cos(lat2 * r) * std::sin(dlon / 2) * std::sin(dlon / 2);
+    const double a =
+        std::sin(dlat / 2) * std::sin(dlat / 2) +
+        std::cos(lat1 * r) * std::cos(lat2 * r) * std::sin(dlon / 2) * std::sin(dlon / 2);
     return 2 * 6371.009 * std::asin(std::min(1.0, std::sqrt(a)));
 }
 
@@ -59,15 +60,18 @@ int cmd_lookup(int argc, char** argv) {
             if (i + 1 >= argc) throw UsageError{a + " needs a value"};
             return argv[++i];
         };
-        if (a == "--db") db = value();
-        else if (a == "--json") json = true;
+        if (a == "--db")
+            db = value();
+        else if (a == "--json")
+            json = true;
         else if (a == "--mw") {
             mw = parse_number("--mw", value());
             if (mw < 0 || mw > 10) throw UsageError{"--mw must be 0 to 10"};
             have_mw = true;
         } else if (a == "--count") {
             const double n = parse_number("--count", value());
-            if (n < 1 || n > 100 || n != std::floor(n)) throw UsageError{"--count must be 1 to 100"};
+            if (n < 1 || n > 100 || n != std::floor(n))
+                throw UsageError{"--count must be 1 to 100"};
             count = int(n);
         } else if (a == "--epicenter") {
             const std::string v = value();
@@ -78,7 +82,8 @@ int cmd_lookup(int argc, char** argv) {
             if (std::fabs(lat) > 90 || std::fabs(lon) > 360)
                 throw UsageError{"--epicenter needs a latitude and longitude in degrees"};
             have_epi = true;
-        } else throw UsageError{"unknown option for lookup: " + a};
+        } else
+            throw UsageError{"unknown option for lookup: " + a};
     }
     if (db.empty() || !have_epi || !have_mw)
         throw UsageError{"lookup needs --db FILE --epicenter LAT,LON --mw M"};
@@ -126,32 +131,35 @@ int cmd_lookup(int argc, char** argv) {
                     lon, mw);
         for (std::size_t k = 0; k < picks.size(); ++k) {
             const ScenarioRecord& r = *picks[k].r;
-            std::printf("%s{\"id\":\"%s\",\"lat\":%.6g,\"lon\":%.6g,\"mw\":%.4g,"
-                        "\"distance_km\":%.1f,\"mw_difference\":%.2f}",
-                        k ? "," : "", json_escape(r.id).c_str(), r.lat, r.lon, r.mw, picks[k].km,
-                        picks[k].dmw);
+            std::printf(
+                "%s{\"id\":\"%s\",\"lat\":%.6g,\"lon\":%.6g,\"mw\":%.4g,"
+                "\"distance_km\":%.1f,\"mw_difference\":%.2f}",
+                k ? "," : "", json_escape(r.id).c_str(), r.lat, r.lon, r.mw, picks[k].km,
+                picks[k].dmw);
         }
         std::printf("],\"zones\":[");
         for (std::size_t k = 0; k < zones.size(); ++k) {
             const ZoneForecast& f = zones[k];
-            std::printf("%s{\"zone_id\":%d,\"name\":\"%s\",\"max_height_m\":%.6g,\"arrival_s\":%d,"
-                        "\"color_bin\":\"%s\",\"color_hex\":\"%s\",\"scenario\":\"%s\"}",
-                        k ? "," : "", f.zone,
-                        json_escape(forecast_zone_name_from_id(f.zone)).c_str(), f.max_m,
-                        f.arrival_s, tsunami_height_color_bin(float(f.max_m)),
-                        tsunami_height_color_hex(float(f.max_m)), json_escape(f.from->id).c_str());
+            std::printf(
+                "%s{\"zone_id\":%d,\"name\":\"%s\",\"max_height_m\":%.6g,\"arrival_s\":%d,"
+                "\"color_bin\":\"%s\",\"color_hex\":\"%s\",\"scenario\":\"%s\"}",
+                k ? "," : "", f.zone, json_escape(forecast_zone_name_from_id(f.zone)).c_str(),
+                f.max_m, f.arrival_s, tsunami_height_color_bin(float(f.max_m)),
+                tsunami_height_color_hex(float(f.max_m)), json_escape(f.from->id).c_str());
         }
         std::printf("]}\n");
         return 0;
     }
-    std::printf("Database forecast for Mw %.2f at %.3f N %.3f E: %zu nearest of %zu scenario(s) "
-                "in %s\n",
-                mw, lat, lon, picks.size(), rows.size(), db.c_str());
+    std::printf(
+        "Database forecast for Mw %.2f at %.3f N %.3f E: %zu nearest of %zu scenario(s) "
+        "in %s\n",
+        mw, lat, lon, picks.size(), rows.size(), db.c_str());
     std::printf("  %-32s %11s %5s %6s\n", "scenario", "distance_km", "Mw", "dMw");
     for (const Pick& p : picks)
         std::printf("  %-32s %11.1f %5.2f %+6.2f\n", p.r->id.c_str(), p.km, p.r->mw, p.dmw);
-    std::printf("Forecast zones reaching 0.05 m (highest of these scenarios; arrival at the "
-                "zone's highest station):\n");
+    std::printf(
+        "Forecast zones reaching 0.05 m (highest of these scenarios; arrival at the "
+        "zone's highest station):\n");
     std::printf("  %4s %8s %8s %-10s %-32s %s\n", "zone", "max_m", "arrival", "bin", "scenario",
                 "name");
     for (const ZoneForecast& f : zones)

@@ -26,8 +26,10 @@ int cmd_merge(int argc, char** argv) {
                     return 1;
                 }
                 shards.insert(shards.end(), in_dir.begin(), in_dir.end());
-            } else shards.push_back(a);
-        } else throw UsageError{"unknown option for merge: " + a};
+            } else
+                shards.push_back(a);
+        } else
+            throw UsageError{"unknown option for merge: " + a};
     }
     if (db.empty() || shards.empty()) throw UsageError{"merge needs --db FILE and SHARD|DIR..."};
     return merge_shards_into(db, shards);
@@ -47,9 +49,10 @@ int merge_shards_into(const std::string& db, const std::vector<std::string>& sha
             return 1;
         }
     }
-    std::printf("Merged %zu shard(s) into %s: %d scenario(s) added, %d replaced, %d unchanged, "
-                "%d conflicting (kept).\n",
-                shards.size(), db.c_str(), c.added, c.replaced, c.unchanged, c.conflicts);
+    std::printf(
+        "Merged %zu shard(s) into %s: %d scenario(s) added, %d replaced, %d unchanged, "
+        "%d conflicting (kept).\n",
+        shards.size(), db.c_str(), c.added, c.replaced, c.unchanged, c.conflicts);
     return 0;
 }
 

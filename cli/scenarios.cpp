@@ -19,11 +19,14 @@ int cmd_scenarios(int argc, char** argv) {
             if (i + 1 >= argc) throw UsageError{a + " needs a value"};
             return argv[++i];
         };
-        if (a == "--trench") trench_path = value();
-        else if (a == "--out") out = value();
+        if (a == "--trench")
+            trench_path = value();
+        else if (a == "--out")
+            out = value();
         else if (a == "--mw") {
             const std::string v = value();
-            const std::size_t c1 = v.find(':'), c2 = v.find(':', c1 == std::string::npos ? 0 : c1 + 1);
+            const std::size_t c1 = v.find(':'),
+                              c2 = v.find(':', c1 == std::string::npos ? 0 : c1 + 1);
             if (c1 == std::string::npos || c2 == std::string::npos)
                 throw UsageError{"--mw needs MIN:MAX:STEP"};
             o.mw_min = parse_number("--mw", v.substr(0, c1).c_str());
@@ -40,12 +43,15 @@ int cmd_scenarios(int argc, char** argv) {
             have_spacing = true;
         } else if (a == "--hours") {
             o.hours = parse_number("--hours", value());
-            if (o.hours <= 0 || o.hours > 60) throw UsageError{"--hours must be above 0 and at most 60"};
-        } else if (a == "--true-speed") o.true_speed = true;
+            if (o.hours <= 0 || o.hours > 60)
+                throw UsageError{"--hours must be above 0 and at most 60"};
+        } else if (a == "--true-speed")
+            o.true_speed = true;
         else if (a == "--id-prefix") {
             o.id_prefix = value();
             have_prefix = true;
-        } else throw UsageError{"unknown option for scenarios: " + a};
+        } else
+            throw UsageError{"unknown option for scenarios: " + a};
     }
     if (trench_path.empty() || !have_mw || !have_spacing)
         throw UsageError{"scenarios needs --trench FILE --mw MIN:MAX:STEP --spacing-km KM"};

@@ -88,7 +88,8 @@ bool write_map(const std::string& path, const std::map<int, Tally>& zones,
             if (quiet != (pass == 0)) continue;
             const int cx = t.grid_x * kScale, cy = (int(g_grid.ny) - 1 - t.grid_y) * kScale;
             const int r = quiet ? 1 : 3;
-            rgb24_fill_rect_rgb(&c, cx - r, cy - r, cx + r, cy + r, quiet ? 0x9A9A9A : hex_rgb(hex));
+            rgb24_fill_rect_rgb(&c, cx - r, cy - r, cx + r, cy + r,
+                                quiet ? 0x9A9A9A : hex_rgb(hex));
         }
     static const float kBins[12] = {0, 0.05f, 0.1f, 0.2f, 0.5f, 1, 2, 3, 4, 5, 8, 10};
     const int lx = 16, ly = 16;
@@ -122,10 +123,14 @@ int cmd_summary(int argc, char** argv) {
             if (i + 1 >= argc) throw UsageError{a + " needs a value"};
             return argv[++i];
         };
-        if (a == "--db") db = value();
-        else if (a == "--out") out = value();
-        else if (a == "--grid") grid = value();
-        else throw UsageError{"unknown option for summary: " + a};
+        if (a == "--db")
+            db = value();
+        else if (a == "--out")
+            out = value();
+        else if (a == "--grid")
+            grid = value();
+        else
+            throw UsageError{"unknown option for summary: " + a};
     }
     if (db.empty() || out.empty()) throw UsageError{"summary needs --db FILE --out DIR"};
     if (grid.empty()) grid = default_grid_path();
@@ -168,13 +173,21 @@ int cmd_summary(int argc, char** argv) {
                      ec.message().c_str());
         return 1;
     }
-    const char* kCounts = "scenarios,scenarios_ge_0.2m,scenarios_ge_1m,scenarios_ge_3m,color_bin,color_hex\n";
-    std::string zt = "\xEF\xBB\xBF" "forecast_zone_id,forecast_zone_name,max_height_m,"
-                     "scenario_of_max,arrival_s," + std::string(kCounts);
+    const char* kCounts =
+        "scenarios,scenarios_ge_0.2m,scenarios_ge_1m,scenarios_ge_3m,color_bin,color_hex\n";
+    std::string zt =
+        "\xEF\xBB\xBF"
+        "forecast_zone_id,forecast_zone_name,max_height_m,"
+        "scenario_of_max,arrival_s," +
+        std::string(kCounts);
     for (const auto& [id, t] : zones)
-        zt += std::to_string(id) + "," + quoted(forecast_zone_name_from_id(id)) + "," + tally_tail(t);
-    std::string st = "\xEF\xBB\xBF" "station_no,forecast_zone_id,grid_x,grid_y,max_height_m,"
-                     "scenario_of_max,arrival_s," + std::string(kCounts);
+        zt +=
+            std::to_string(id) + "," + quoted(forecast_zone_name_from_id(id)) + "," + tally_tail(t);
+    std::string st =
+        "\xEF\xBB\xBF"
+        "station_no,forecast_zone_id,grid_x,grid_y,max_height_m,"
+        "scenario_of_max,arrival_s," +
+        std::string(kCounts);
     for (const auto& [no, t] : stations)
         st += std::to_string(no) + "," + std::to_string(t.zone) + "," + std::to_string(t.grid_x) +
               "," + std::to_string(t.grid_y) + "," + tally_tail(t);

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "core/driver.h"
-#include "core/safe_file.h"
 #include "core/platform.h"
+#include "core/safe_file.h"
 #include "core/status.h"
 
 namespace kaitoro {

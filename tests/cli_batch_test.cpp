@@ -103,21 +103,22 @@ TEST(CliBatchTest, LookupGivesTheNearestScenariosZoneForecast) {
     testing::TempDir dir;
     const std::string db = dir.file("r.sqlite");
     write_store(db);
-    const std::string lookup = kCli + " lookup --db " + db + " --epicenter 38.3,143.0 --mw 8.5 --count 2";
+    const std::string lookup =
+        kCli + " lookup --db " + db + " --epicenter 38.3,143.0 --mw 8.5 --count 2";
     auto r = testing::run_command(lookup);
     ASSERT_EQ(r.code, 0) << r.out;
-    EXPECT_EQ(r.out,
-              "Database forecast for Mw 8.50 at 38.300 N 143.000 E: 2 nearest of 4 scenario(s) in " +
-                  db +
-                  "\n"
-                  "  scenario                         distance_km    Mw    dMw\n"
-                  "  here_85                                  0.0  8.50  +0.00\n"
-                  "  north_85                                50.0  8.50  +0.00\n"
-                  "Forecast zones reaching 0.05 m (highest of these scenarios; arrival at the "
-                  "zone's highest station):\n"
-                  "  zone    max_m  arrival bin        scenario                         name\n"
-                  "    10     0.60 00:25:00 50-100cm   north_85                         岩手県\n"
-                  "    11     3.50 00:20:00 300-400cm  north_85                         宮城県\n");
+    EXPECT_EQ(
+        r.out,
+        "Database forecast for Mw 8.50 at 38.300 N 143.000 E: 2 nearest of 4 scenario(s) in " + db +
+            "\n"
+            "  scenario                         distance_km    Mw    dMw\n"
+            "  here_85                                  0.0  8.50  +0.00\n"
+            "  north_85                                50.0  8.50  +0.00\n"
+            "Forecast zones reaching 0.05 m (highest of these scenarios; arrival at the "
+            "zone's highest station):\n"
+            "  zone    max_m  arrival bin        scenario                         name\n"
+            "    10     0.60 00:25:00 50-100cm   north_85                         岩手県\n"
+            "    11     3.50 00:20:00 300-400cm  north_85                         宮城県\n");
     r = testing::run_command(lookup + " --count 1 --json");
     ASSERT_EQ(r.code, 0) << r.out;
     EXPECT_EQ(r.out,
@@ -139,8 +140,9 @@ TEST(CliBatchTest, SummaryCountsExceedancesAndColoursTheZonesOnTheMap) {
     ASSERT_EQ(r.code, 0) << r.out;
     const std::string zones = testing::read_file_text(dir.file("s/zone_summary.csv"));
     EXPECT_EQ(zones.substr(0, 3), "\xEF\xBB\xBF");
-    EXPECT_TRUE(has(zones, "\n10,\"岩手県\",0.6,north_85,1500,3,2,0,0,50-100cm,#ffe600\n"
-                           "11,\"宮城県\",3.5,north_85,1200,3,3,2,1,300-400cm,#e580ff\n12,"))
+    EXPECT_TRUE(has(zones,
+                    "\n10,\"岩手県\",0.6,north_85,1500,3,2,0,0,50-100cm,#ffe600\n"
+                    "11,\"宮城県\",3.5,north_85,1200,3,3,2,1,300-400cm,#e580ff\n12,"))
         << zones;
     EXPECT_TRUE(has(zones, "\n93,\"울릉도 해안\",0,,0,0,0,0,0,0-5cm,none\n")) << zones;
     EXPECT_EQ(testing::read_file_text(dir.file("s/station_summary.csv")),
