@@ -1,6 +1,7 @@
 #include "batch/result_store.h"
 
 #include <sqlite3.h>
+#include <sys/vfs.h>
 
 namespace kaitoro {
 
@@ -49,6 +50,27 @@ struct Stmt {
     }
 };
 
+// WAL needs shared memory between the writers, which cluster file systems do not give across
+// nodes; there the store keeps SQLite's rollback journal, whose file locks they do support.
+bool on_network_file_system(const std::string& db_path) {
+    const std::size_t slash = db_path.rfind('/');
+    const std::string dir = slash == std::string::npos ? "." : db_path.substr(0, slash + 1);
+    struct statfs fs {};
+    if (statfs(dir.c_str(), &fs) != 0) return false;
+    switch (static_cast<unsigned long>(fs.f_type)) {
+        case 0x6969:      // NFS
+        case 0xFF534D42:  // CIFS
+        case 0xFE534D42:  // SMB2
+        case 0x0BD00BD0:  // Lustre
+        case 0x47504653:  // GPFS
+        case 0x19830326:  // BeeGFS
+        case 0x65735546:  // FUSE
+            return true;
+        default:
+            return false;
+    }
+}
+
 }  // namespace
 
 ResultStore::~ResultStore() {
@@ -71,8 +93,10 @@ bool ResultStore::open(const std::string& path, std::string* error) {
     }
     // Several processes of one batch write here at once; each waits its turn.
     sqlite3_busy_timeout(db_, 120000);
-    if (!exec("PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;", error) ||
-        !exec(kSchema, error)) {
+    const char* journal = on_network_file_system(path)
+                              ? "PRAGMA journal_mode=DELETE; PRAGMA synchronous=FULL;"
+                              : "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;";
+    if (!exec(journal, error) || !exec(kSchema, error)) {
         *error = path + ": " + *error;
         return false;
     }

@@ -3,8 +3,9 @@
 //
 // Each scenario is written in one transaction (its row with the station and zone rows), so a
 // killed run never leaves half a scenario; a scenario's row exists only once it is finished
-// (done or failed). The database runs in WAL mode with a generous busy timeout, so the
-// processes of one batch write to it side by side.
+// (done or failed). The database runs in WAL mode on a local disk (rollback journal on a
+// network file system) with a generous busy timeout, so the processes of one batch write to
+// it side by side.
 #pragma once
 
 #include <map>
