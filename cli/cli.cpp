@@ -18,6 +18,12 @@ int cli_main(int argc, char** argv) {
         if (cmd == "run") return cmd_run(parse_run_options(argc, argv, false));
         if (cmd == "validate") return cmd_validate(argc, argv);
         if (cmd == "info") return cmd_info(parse_run_options(argc, argv, true));
+        if (cmd == "batch") return cmd_batch(argc, argv);
+        if (cmd == "run-scenario") return cmd_run_scenario(argc, argv);
+        if (cmd == "scenarios") return cmd_scenarios(argc, argv);
+        if (cmd == "lookup") return cmd_lookup(argc, argv);
+        if (cmd == "summary") return cmd_summary(argc, argv);
+        if (cmd == "merge") return cmd_merge(argc, argv);
         throw UsageError{"unknown command: " + cmd};
     } catch (const UsageError& e) {
         std::fprintf(stderr, "kaitoro-cli: %s\n\n%s", e.message.c_str(), kUsage);

@@ -58,5 +58,13 @@ std::string json_escape(const std::string& s);
 int cmd_run(const RunOptions& o);
 int cmd_info(const RunOptions& o);
 int cmd_validate(int argc, char** argv);
+int cmd_batch(int argc, char** argv);
+int cmd_run_scenario(int argc, char** argv);
+int cmd_scenarios(int argc, char** argv);
+int cmd_lookup(int argc, char** argv);
+int cmd_summary(int argc, char** argv);
+int cmd_merge(int argc, char** argv);
+// Folds shard databases into `db`, printing what changed; 0 or the exit status.
+int merge_shards_into(const std::string& db, const std::vector<std::string>& shards);
 
 }  // namespace kaitoro::cli

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "core/driver.h"
-#include "core/safe_file.h"
 #include "core/platform.h"
+#include "core/safe_file.h"
 #include "core/status.h"
 
 namespace kaitoro {
@@ -326,26 +326,14 @@ void write_station_file(const char* path, const GridData* grid, const Simulation
     out.commit();
 }
 
-void write_forecast_zone_file(const char* path, const GridData* grid, const Simulation* sim) {
-    if (!path || !grid) return;
-    SafeFile out(path);
-    if (!out) return;
-    std::FILE* f = out.get();
-
-    struct ZoneRow {
-        float max_m = 0.0f;
-        int station_no = 0;
-        long long cell = -1;
-        int arrival_s = 0;
-        int station_count = 0;
-    };
-    std::vector<ZoneRow> zones(94);
+std::vector<ForecastZoneRow> forecast_zone_rows(const GridData* grid, const Simulation* sim) {
+    std::vector<ForecastZoneRow> zones(94);
     for (std::uint32_t u = 0; u < grid->station_count; ++u) {
         const int i = (int)u;
         if (!station_is_enabled(grid, i)) continue;
         const int zone = station_zone_of(grid, i);
         if (zone < 1 || zone > 93 || zone == kZoneOutside) continue;
-        ZoneRow& z = zones[zone];
+        ForecastZoneRow& z = zones[zone];
         ++z.station_count;
         // Strictly greater: among equal maxima the first station in index order stays.
         const float m = station_max_of(sim, i);
@@ -356,6 +344,16 @@ void write_forecast_zone_file(const char* path, const GridData* grid, const Simu
             z.arrival_s = station_arrival_of(sim, i);
         }
     }
+    return zones;
+}
+
+void write_forecast_zone_file(const char* path, const GridData* grid, const Simulation* sim) {
+    if (!path || !grid) return;
+    SafeFile out(path);
+    if (!out) return;
+    std::FILE* f = out.get();
+
+    const std::vector<ForecastZoneRow> zones = forecast_zone_rows(grid, sim);
 
     put_bom(f);
     std::fputs(
@@ -365,7 +363,7 @@ void write_forecast_zone_file(const char* path, const GridData* grid, const Simu
     const int nx = (int)grid->nx;
     for (int zone = 1; zone <= 93; ++zone) {
         if (zone == kZoneOutside) continue;
-        const ZoneRow& z = zones[zone];
+        const ForecastZoneRow& z = zones[zone];
         int x = -1, y = -1;
         if (grid->cell_valid(z.cell)) {
             x = int(z.cell % nx);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "core/grid.h"
 #include "core/solver.h"
@@ -21,6 +22,18 @@ int get_station_info(int i, int* grid_x, int* grid_y, int* sample_x, int* sample
 const char* forecast_zone_name_from_id(int id);
 const char* tsunami_height_color_bin(float h);
 const char* tsunami_height_color_hex(float h);
+
+// The forecast-zone accumulation behind the zone table, indexed by zone id (0..93; 0 and 67
+// stay empty): each zone's highest enabled station (the first in index order among equal
+// maxima), that station's cell and arrival, and the zone's station count.
+struct ForecastZoneRow {
+    float max_m = 0.0f;
+    int station_no = 0;
+    long long cell = -1;
+    int arrival_s = 0;
+    int station_count = 0;
+};
+std::vector<ForecastZoneRow> forecast_zone_rows(const GridData* grid, const Simulation* sim);
 
 void write_station_file(const char* path, const GridData* grid, const Simulation* sim);
 void write_forecast_zone_file(const char* path, const GridData* grid, const Simulation* sim);

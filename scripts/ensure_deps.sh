@@ -13,6 +13,7 @@ KAITORO_PACKAGES=(
     nlohmann-json3-dev
     libnetcdf-dev ffmpeg python3-netcdf4 python3-xarray gdal-bin
     clang libclang-rt-14-dev
+    libsqlite3-dev sqlite3 slurm-wlm munge
 )
 
 kaitoro_missing_packages() {
