@@ -183,10 +183,10 @@ int add_fault_tables(const RunOptions& o) {
 // where. A file that cannot be read, or a gauge with no sea cell near it, stops the run.
 int place_gauges(const RunOptions& o) {
     g_gauges = GaugeSet{};
-    for (const std::string& spec : o.gauges) {
+    for (const std::string& text : o.gauges) {
         Gauge g;
         std::string why;
-        gauge_parse_spec(spec, &g, &why);  // checked when the options were read
+        gauge_parse_spec(text, &g, &why);  // checked when the options were read
         g_gauges.gauges.push_back(std::move(g));
     }
     for (const std::string& path : o.gauge_files) {
