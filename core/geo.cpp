@@ -15,6 +15,13 @@ constexpr float kEarthRadiusKm = 6371.009f;
 constexpr float kCellKm = 5.72096f;
 constexpr double kPiD = 3.14159265358979323846;
 constexpr double kDegToRadD = kPiD / 180.0;
+
+// Latitude of a (fractional) row in radians, inverting the Mercator ordinate in double.
+double row_latitude_rad(double y) {
+    return 2.0 * std::atan(std::exp((y - kGeoRefRow) * kGeoCellKm / kGeoEarthRadiusKm +
+                                    kGeoRefOrdinate)) -
+           kPiD / 2;
+}
 }  // namespace
 
 void grid_xy_from_latlon(float lat_deg, float lon_deg, float* gx, float* gy) {
@@ -36,15 +43,19 @@ void latlon_from_grid_xy(float gx, float gy, float* lat_deg, float* lon_deg) {
 }
 
 float row_latitude_deg(float y) {
-    const double lat =
-        2.0 * std::atan(std::exp((double(y) - 270.0) * 5.72096 / 6371.009 + 0.6724051)) - kPiD / 2;
-    return float(lat / kDegToRadD);
+    return float(row_latitude_rad(y) / kDegToRadD);
 }
 
 float cell_km_at_row(float y) {
-    const double lat =
-        2.0 * std::atan(std::exp((double(y) - 270.0) * 5.72096 / 6371.009 + 0.6724051)) - kPiD / 2;
-    return float(std::max(0.01, 5.72096 * std::cos(lat)));
+    return float(std::max(0.01, kGeoCellKm * std::cos(row_latitude_rad(y))));
+}
+
+double grid_column_longitude_deg(double x) {
+    return (x - kGeoRefCol) * kGeoCellKm / kGeoEarthRadiusKm * 180.0 / kPiD + kGeoRefLonDeg;
+}
+
+double grid_row_latitude_deg(double y) {
+    return row_latitude_rad(y) * 180.0 / kPiD;
 }
 
 }  // namespace kaitoro

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "core/driver.h"
+#include "core/geo.h"
 #include "core/stations.h"
 #include "core/time_series.h"
 #include "export/station_rows.h"
@@ -24,9 +25,9 @@ namespace kaitoro {
 
 namespace {
 
-constexpr double kCellM = 5720.96;
-constexpr double kEarthRadiusM = 6371009.0;
-constexpr double kRefOrdinate = 0.6724051;
+// The projection in metres, as CF wants it (both products are exact in double).
+constexpr double kCellM = kGeoCellKm * 1000.0;
+constexpr double kEarthRadiusM = kGeoEarthRadiusKm * 1000.0;
 constexpr int kDeflateLevel = 4;
 
 struct Ids {
@@ -122,7 +123,7 @@ bool NetcdfWriter::open(const std::string& path, const GridData* grid, const Net
     int v = -1;
     ok = check(nc_def_var(nc, "mercator", NC_INT, 0, nullptr, &v), "mercator") &&
          check(text_att(nc, v, "grid_mapping_name", "mercator"), "mercator") &&
-         check(double_att(nc, v, "longitude_of_projection_origin", 135.79684), "mercator") &&
+         check(double_att(nc, v, "longitude_of_projection_origin", kGeoRefLonDeg), "mercator") &&
          check(double_att(nc, v, "standard_parallel", 0.0), "mercator") &&
          check(double_att(nc, v, "false_easting", 0.0), "mercator") &&
          check(double_att(nc, v, "false_northing", 0.0), "mercator") &&
@@ -238,11 +239,11 @@ bool NetcdfWriter::open(const std::string& path, const GridData* grid, const Net
     // Coordinates now, so a run that stops early still leaves nothing behind but the target.
     std::vector<double> xs(grid->nx), lons(grid->nx), ys(grid->ny), lats(grid->ny);
     for (std::uint32_t i = 0; i < grid->nx; ++i) {
-        xs[i] = (double(i) - 425.0) * kCellM;
+        xs[i] = (double(i) - kGeoRefCol) * kCellM;
         lons[i] = grid_column_longitude_deg(i);
     }
     for (std::uint32_t j = 0; j < grid->ny; ++j) {
-        ys[j] = (double(j) - 270.0) * kCellM + kRefOrdinate * kEarthRadiusM;
+        ys[j] = (double(j) - kGeoRefRow) * kCellM + kGeoRefOrdinate * kEarthRadiusM;
         lats[j] = grid_row_latitude_deg(j);
     }
     auto put = [&](const char* name, const double* data) {

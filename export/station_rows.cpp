@@ -2,27 +2,10 @@
 
 #include <cmath>
 
+#include "core/geo.h"
 #include "core/stations.h"
 
 namespace kaitoro {
-
-namespace {
-constexpr double kPi = 3.14159265358979323846;
-constexpr double kRefLonDeg = 135.79684;
-constexpr double kRefCol = 425.0;
-constexpr double kCellKm = 5.72096;
-constexpr double kEarthRadiusKm = 6371.009;
-}  // namespace
-
-double grid_column_longitude_deg(double x) {
-    return (x - kRefCol) * kCellKm / kEarthRadiusKm * 180.0 / kPi + kRefLonDeg;
-}
-
-double grid_row_latitude_deg(double y) {
-    return (2.0 * std::atan(std::exp((y - 270.0) * kCellKm / kEarthRadiusKm + 0.6724051)) -
-            kPi / 2) *
-           180.0 / kPi;
-}
 
 const char* export_mode_text() {
     return g_true_wave_speed ? "true long-wave speed" : "documented coupling";

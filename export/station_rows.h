@@ -34,10 +34,6 @@ std::vector<StationRow> collect_station_rows(const GridData* grid, const Simulat
 // zone table does (the first station of the highest maximum wins).
 std::vector<ZoneRow> collect_zone_rows(const std::vector<StationRow>& stations);
 
-// Cell centre of the Mercator grid in degrees, in double precision.
-double grid_column_longitude_deg(double x);
-double grid_row_latitude_deg(double y);
-
 // The run's wave-speed coupling, as exports name it.
 const char* export_mode_text();
 
