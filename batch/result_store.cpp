@@ -3,6 +3,8 @@
 #include <sqlite3.h>
 #include <sys/vfs.h>
 
+#include <type_traits>
+
 namespace kaitoro {
 
 #ifndef KAITORO_VERSION
@@ -38,6 +40,21 @@ struct Stmt {
     }
     void num(int i, double v) { sqlite3_bind_double(s, i, v); }
     void integer(int i, long long v) { sqlite3_bind_int64(s, i, v); }
+    // Binds the values to consecutive parameters from `first`, each by its type.
+    template <class... V>
+    void bind_from(int first, const V&... values) {
+        int i = first;
+        auto one = [&](const auto& v) {
+            using T = std::decay_t<decltype(v)>;
+            if constexpr (std::is_integral_v<T>)
+                integer(i++, v);
+            else if constexpr (std::is_floating_point_v<T>)
+                num(i++, v);
+            else
+                text(i++, v);
+        };
+        (one(values), ...);
+    }
     std::string col_text(int i) const {
         const unsigned char* t = sqlite3_column_text(s, i);
         return t ? reinterpret_cast<const char*>(t) : "";
@@ -49,6 +66,25 @@ struct Stmt {
         return ok;
     }
 };
+
+// The per-scenario child tables (stations, zones) are written and read the same way: one row
+// per item under the scenario's id, the columns after the id filled by the caller.
+template <class Row, class Bind>
+bool insert_rows(Stmt& q, const std::string& id, const std::vector<Row>& rows, Bind bind) {
+    for (const Row& row : rows) {
+        q.text(1, id);
+        bind(q, row);
+        if (!q.step_done()) return false;
+    }
+    return true;
+}
+
+template <class Take>
+void read_rows(Stmt& q, const std::string& id, Take take) {
+    q.text(1, id);
+    while (sqlite3_step(q.s) == SQLITE_ROW) take(q.s);
+    sqlite3_reset(q.s);
+}
 
 // WAL needs shared memory between the writers, which cluster file systems do not give across
 // nodes; there the store keeps SQLite's rollback journal, whose file locks they do support.
@@ -146,44 +182,21 @@ bool ResultStore::write(const ScenarioRecord& r, std::string* error) {
             ok = del1.step_done() && del2.step_done();
         }
         if (ok) {
-            ins.text(1, r.id);
-            ins.integer(2, r.line);
-            ins.text(3, r.params);
-            ins.text(4, r.kind);
-            ins.num(5, r.lat);
-            ins.num(6, r.lon);
-            ins.num(7, r.depth_km);
-            ins.num(8, r.mw);
-            ins.num(9, r.hours);
-            ins.integer(10, r.true_speed);
-            ins.text(11, r.status);
-            ins.text(12, r.error);
-            ins.num(13, r.wall_s);
-            ins.num(14, r.solver_s);
-            ins.text(15, r.version);
+            ins.bind_from(1, r.id, r.line, r.params, r.kind, r.lat, r.lon, r.depth_km, r.mw,
+                          r.hours, r.true_speed, r.status, r.error, r.wall_s, r.solver_s,
+                          r.version);
             ok = ins.step_done();
         }
-        for (const StationResult& s : r.stations) {
-            if (!ok) break;
-            st.text(1, r.id);
-            st.integer(2, s.station_no);
-            st.integer(3, s.zone_id);
-            st.integer(4, s.grid_x);
-            st.integer(5, s.grid_y);
-            st.num(6, s.max_height_m);
-            st.integer(7, s.arrival_s);
-            ok = st.step_done();
-        }
-        for (const ZoneResult& z : r.zones) {
-            if (!ok) break;
-            zn.text(1, r.id);
-            zn.integer(2, z.zone_id);
-            zn.num(3, z.max_height_m);
-            zn.integer(4, z.station_no_of_max);
-            zn.integer(5, z.arrival_s);
-            zn.integer(6, z.station_count);
-            ok = zn.step_done();
-        }
+        const auto station = [](Stmt& q, const StationResult& t) {
+            q.bind_from(2, t.station_no, t.zone_id, t.grid_x, t.grid_y, t.max_height_m,
+                        t.arrival_s);
+        };
+        const auto zone = [](Stmt& q, const ZoneResult& z) {
+            q.bind_from(2, z.zone_id, z.max_height_m, z.station_no_of_max, z.arrival_s,
+                        z.station_count);
+        };
+        ok = ok && insert_rows(st, r.id, r.stations, station) &&
+             insert_rows(zn, r.id, r.zones, zone);
     }
     if (!ok) {
         if (error) *error = sqlite3_errmsg(db_);
@@ -226,19 +239,17 @@ bool ResultStore::read_all(std::vector<ScenarioRecord>* out, bool with_stations,
         r.wall_s = sqlite3_column_double(q.s, 12);
         r.solver_s = sqlite3_column_double(q.s, 13);
         r.version = q.col_text(14);
-        zq.text(1, r.id);
-        while (sqlite3_step(zq.s) == SQLITE_ROW)
-            r.zones.push_back({sqlite3_column_int(zq.s, 0), sqlite3_column_double(zq.s, 1),
-                               sqlite3_column_int(zq.s, 2), sqlite3_column_int(zq.s, 3),
-                               sqlite3_column_int(zq.s, 4)});
-        sqlite3_reset(zq.s);
+        read_rows(zq, r.id, [&](sqlite3_stmt* z) {
+            r.zones.push_back({sqlite3_column_int(z, 0), sqlite3_column_double(z, 1),
+                               sqlite3_column_int(z, 2), sqlite3_column_int(z, 3),
+                               sqlite3_column_int(z, 4)});
+        });
         if (with_stations) {
-            sq.text(1, r.id);
-            while (sqlite3_step(sq.s) == SQLITE_ROW)
-                r.stations.push_back({sqlite3_column_int(sq.s, 0), sqlite3_column_int(sq.s, 1),
-                                      sqlite3_column_int(sq.s, 2), sqlite3_column_int(sq.s, 3),
-                                      sqlite3_column_double(sq.s, 4), sqlite3_column_int(sq.s, 5)});
-            sqlite3_reset(sq.s);
+            read_rows(sq, r.id, [&](sqlite3_stmt* t) {
+                r.stations.push_back({sqlite3_column_int(t, 0), sqlite3_column_int(t, 1),
+                                      sqlite3_column_int(t, 2), sqlite3_column_int(t, 3),
+                                      sqlite3_column_double(t, 4), sqlite3_column_int(t, 5)});
+            });
         }
         out->push_back(std::move(r));
     }
