@@ -128,20 +128,6 @@ TEST(GridZoneCorrections, FixedTablesApplyInOrderAndSkipMissingStations) {
     EXPECT_EQ(small.station_zone[1140], 58);
 }
 
-TEST(GridZoneCorrections, KmaTableIsAscendingWithinItsRange) {
-    const auto& t = kma_zone_table();
-    ASSERT_FALSE(t.empty());
-    EXPECT_EQ(t.front().station_no, 1182);
-    EXPECT_EQ(t.back().station_no, 3187);
-    for (std::size_t i = 0; i < t.size(); ++i) {
-        EXPECT_GE(t[i].zone_id, 68);
-        EXPECT_LE(t[i].zone_id, 93);
-        if (i) {
-            EXPECT_LT(t[i - 1].station_no, t[i].station_no);
-        }
-    }
-}
-
 TEST(GridZoneCorrections, OutsideZoneStationTakesTheMajorityOfItsJapaneseNeighbours) {
     GridSpec g = make_ocean(60, 30, 100.0f);
     // Cluster A: a lone zone-67 station among four zone-11 stations.

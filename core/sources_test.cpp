@@ -61,20 +61,6 @@ TEST(SourceCsv, FileReaderSkipsHeaderCommentsAndBadLines) {
     EXPECT_EQ(list.count, 3u);
 }
 
-TEST(SourceList, GrowsFrom64ByDoubling) {
-    SourceList list;
-    for (int i = 0; i < 64; ++i) source_list_append(&list, i, 0, 1.0f, 0);
-    EXPECT_EQ(list.capacity, 64u);
-    source_list_append(&list, 64, 0, 1.0f, 0);
-    EXPECT_EQ(list.capacity, 128u);
-    EXPECT_EQ(list[64].grid_x, 64);
-    source_list_clear(&list);
-    EXPECT_EQ(list.count, 0u);
-    EXPECT_EQ(list.capacity, 128u);
-    source_list_free(&list);
-    EXPECT_EQ(list.capacity, 0u);
-}
-
 TEST(SourceList, SlipNormalisation) {
     SourceList list;
     source_list_append(&list, 0, 0, -1.0f, 0);

@@ -37,15 +37,9 @@ std::vector<std::int32_t> file_zones() {
     return in ? zones : std::vector<std::int32_t>{};
 }
 
-double km_per_cell(float gy) {
-    float lat = 0, lon = 0;
-    latlon_from_grid_xy(0.0f, gy, &lat, &lon);
-    return 5.72096 * std::cos(double(lat) * 3.14159265358979 / 180.0);
-}
-
 double km_to_cell(const GridData& g, float gx, float gy, int cell) {
     const double dx = cell % int(g.nx) - gx, dy = cell / int(g.nx) - gy;
-    return std::sqrt(dx * dx + dy * dy) * km_per_cell(gy);
+    return std::sqrt(dx * dx + dy * dy) * cell_km_at_row(gy);
 }
 
 // The enabled station nearest to a place (any zone), as a user hovering the map would find it.
