@@ -100,12 +100,6 @@ class FeedTest : public ::testing::Test {
         for (const std::string& l : outbox_raw_lines()) out.push_back(Json::parse(l));
         return out;
     }
-    static std::vector<std::string> keys(const Json& j) {
-        std::vector<std::string> k;
-        for (auto it = j.begin(); it != j.end(); ++it) k.push_back(it.key());
-        return k;
-    }
-
     FakePlatform fake;
     TempDir dir;
 };
