@@ -193,7 +193,6 @@ TEST_F(ContourTest, SaveCommandWritesTheImageAndReports) {
     EXPECT_STREQ(g_status, "Failed to save max-wave PNG.");
     EXPECT_EQ(platform.fake.repaints, 3);
 
-    if (!testing::python3_available()) GTEST_SKIP() << "python3 not available";
     // The file holds the raster of the current flips (flip Y is on by default).
     std::vector<std::uint8_t> expected;
     ASSERT_TRUE(build_max_wave_raster(&g_grid, &g_sim, g_display_flip_x, g_display_flip_y, 0, 1,

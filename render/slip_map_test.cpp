@@ -109,7 +109,6 @@ TEST_F(SlipMapTest, PatchesTakeSanitisedParameters) {
 }
 
 TEST_F(SlipMapTest, SinglePatchLayoutAndPicture) {
-    if (!testing::python3_available()) GTEST_SKIP() << "python3 not available";
     add_patch(9000, 1, 150, 150, 4.0f, 0);
     SlipMapModel m;
     ASSERT_TRUE(slip_map_collect(&m));
@@ -147,7 +146,6 @@ TEST_F(SlipMapTest, SinglePatchLayoutAndPicture) {
 }
 
 TEST_F(SlipMapTest, BaseMapDepthColoursAndInversion) {
-    if (!testing::python3_available()) GTEST_SKIP() << "python3 not available";
     // A patch near the coast so the map shows land, coastline and water.
     add_patch(1, 1, 75, 150, 1.0f, 0);
     SlipMapModel m;
@@ -189,11 +187,9 @@ TEST_F(SlipMapTest, EqualEarliestDelaysPutTheEpicentreBetweenThem) {
     save_finite_fault_usgs_png_dialog(nullptr);
     EXPECT_EQ(std::string(g_status), "Saved finite-fault USGS-style PNG: " + dir_.file("ok.png"));
     EXPECT_EQ(platform.fake.repaints, 1);
-    if (testing::python3_available()) {
-        testing::DecodedPng png;
-        std::string err;
-        EXPECT_TRUE(testing::decode_png(dir_.file("ok.png"), &png, &err)) << err;
-    }
+    testing::DecodedPng png;
+    std::string err;
+    EXPECT_TRUE(testing::decode_png(dir_.file("ok.png"), &png, &err)) << err;
 }
 
 }  // namespace
