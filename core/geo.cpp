@@ -6,13 +6,17 @@
 namespace kaitoro {
 
 namespace {
+// The single-precision path of the documented conversions: the same constants, rounded once.
 constexpr float kPi = 3.14159265358979f;
-constexpr float kRefLon = 135.79684f;
-constexpr float kRefCol = 425.0f;
-constexpr float kRefRow = 270.0f;
-constexpr float kRefOrdinate = 0.6724051f;
-constexpr float kEarthRadiusKm = 6371.009f;
-constexpr float kCellKm = 5.72096f;
+constexpr float kRefLon = float(kGeoRefLonDeg);
+constexpr float kRefCol = float(kGeoRefCol);
+constexpr float kRefRow = float(kGeoRefRow);
+constexpr float kRefOrdinate = float(kGeoRefOrdinate);
+constexpr float kEarthRadiusKm = float(kGeoEarthRadiusKm);
+constexpr float kCellKm = float(kGeoCellKm);
+static_assert(kRefLon == 135.79684f && kRefOrdinate == 0.6724051f && kEarthRadiusKm == 6371.009f &&
+                  kCellKm == 5.72096f,
+              "rounding the double constants must give the float ones bit for bit");
 constexpr double kPiD = 3.14159265358979323846;
 constexpr double kDegToRadD = kPiD / 180.0;
 

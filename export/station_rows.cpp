@@ -1,7 +1,5 @@
 #include "export/station_rows.h"
 
-#include <cmath>
-
 #include "core/geo.h"
 #include "core/stations.h"
 
