@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 
 namespace kaitoro {
 namespace {
@@ -28,15 +29,11 @@ TEST(JsonEscape, EscapesQuotesBackslashesAndEveryControlByte) {
 }
 
 TEST(TimeText, DayAndClockRoundedToTheMinute) {
-    EXPECT_EQ(orvex_time_text(0), "1日 00:00");
-    EXPECT_EQ(orvex_time_text(29), "1日 00:00");
-    EXPECT_EQ(orvex_time_text(30), "1日 00:01");
-    EXPECT_EQ(orvex_time_text(3599), "1日 01:00");
-    EXPECT_EQ(orvex_time_text(86369), "1日 23:59");
-    EXPECT_EQ(orvex_time_text(86370), "2日 00:00");
-    EXPECT_EQ(orvex_time_text(216000), "3日 12:00");
-    EXPECT_EQ(orvex_time_text(604800), "8日 00:00");
-    EXPECT_EQ(orvex_time_text(-5), "1日 00:00");
+    const std::pair<int, const char*> cases[] = {
+        {0, "1日 00:00"},      {29, "1日 00:00"},     {30, "1日 00:01"},
+        {3599, "1日 01:00"},   {86369, "1日 23:59"},  {86370, "2日 00:00"},
+        {216000, "3日 12:00"}, {604800, "8日 00:00"}, {-5, "1日 00:00"}};
+    for (const auto& [s, text] : cases) EXPECT_EQ(orvex_time_text(s), text) << s;
 }
 
 }  // namespace
