@@ -166,7 +166,8 @@ TEST_F(QuickFfCsvTest, AmbiguousLinesLoadAsDocumentedAndSayHow) {
         const char* cells;
         const char* status;
     } cases[] = {
-        {"# grid\n\n\n10,60,15,8,90,20\n", "A10=60/0/15 B10=15/0/15 C10=8/0/15 D10=90/0/15 E10=20/0/15 ",
+        {"# grid\n\n\n10,60,15,8,90,20\n",
+         "A10=60/0/15 B10=15/0/15 C10=8/0/15 D10=90/0/15 E10=20/0/15 ",
          "Loaded quick finite-fault CSV: 5 cells (1 matrix rows, 0 list/ref rows). Line 4 read as "
          "matrix row 10 (5 slips)."},
         {"C3:12.5,60,15\n", "C3=12.5/0/15 ",

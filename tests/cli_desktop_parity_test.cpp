@@ -55,8 +55,8 @@ TEST_F(CliDesktopParityTest, SourcesSaveTheSamePresetAsTheDesktopCommand) {
     const std::string desktop = dir_.file("desktop.csv"), cli = dir_.file("cli.csv");
     ASSERT_EQ(save_current_preset_file(desktop.c_str()), 1);
 
-    const auto r = run(kCli + " run " + grid_ + " --sources " + sources_ + " --save-preset " +
-                       cli + " --steps 0 --out " + dir_.file("out"));
+    const auto r = run(kCli + " run " + grid_ + " --sources " + sources_ + " --save-preset " + cli +
+                       " --steps 0 --out " + dir_.file("out"));
     ASSERT_EQ(r.code, 0) << r.out;
     const std::string want = testing::read_file_text(desktop);
     EXPECT_NE(want.find("SOURCE,"), std::string::npos);
@@ -85,13 +85,10 @@ TEST_F(CliDesktopParityTest, ImagesUseBuiltInColoursUnlessAFileIsNamed) {
         std::string says;
     } runs[] = {
         {kCli + args + dir_.file("a.png"), 0, "Colours: built-in scales\n"},
-        {bin + "/kaitoro-cli" + args + dir_.file("b.png"), 0,
-         "Colours: built-in scales\n"},
-        {kCli + args + dir_.file("c.png") + " --colors " + named, 0,
-         "Colours: " + named + "\n"},
+        {bin + "/kaitoro-cli" + args + dir_.file("b.png"), 0, "Colours: built-in scales\n"},
+        {kCli + args + dir_.file("c.png") + " --colors " + named, 0, "Colours: " + named + "\n"},
         {kCli + args + dir_.file("d.png") + " --colors " + broken, 2,
-         "Error: --colors " + broken +
-             ": cell scale: Bad color near height 1. Use #RRGGBB.\n"},
+         "Error: --colors " + broken + ": cell scale: Bad color near height 1. Use #RRGGBB.\n"},
         {kCli + args + dir_.file("d.png") + " --colors " + grid_, 2,
          "Error: --colors " + grid_ + ": not a colour settings file"},
         {kCli + args + dir_.file("d.png") + " --colors " + dir_.file("none.ini"), 2,
