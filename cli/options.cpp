@@ -14,6 +14,7 @@
 #include "export/animation.h"
 #include "core/text_input.h"
 #include "feed/arrivals.h"
+#include "render/colors.h"
 
 namespace kaitoro::cli {
 
@@ -36,6 +37,7 @@ const char kUsage[] =
     "\n"
     "run options:\n"
     "  --grid PATH            grid data file (same as GRID)\n"
+    "  --colors FILE          colour scales for images from a settings file (default: built-in)\n"
     "  --overrides CSV        land overrides (grid_x,grid_y,mode) instead of the default search\n"
     "  --sources CSV          source points (grid_x,grid_y,height_m,delay_s); repeatable\n"
     "  --demo-source          add a 4 m uplift patch off the Sanriku coast\n"
@@ -194,6 +196,7 @@ RunOptions parse_run_options(int argc, char** argv, bool info) {
         } else if (a == "--no-transmit-limit") o.transmit_limit = false;
         else if (a == "--out") o.out = value();
         else if (a == "--max-wave-png") o.max_wave_png = value();
+        else if (a == "--colors") o.colors = value();
         else if (a == "--slip-map-png") o.slip_map_png = value();
         else if (a == "--wave-layer") {
             const std::string v = value();
@@ -263,7 +266,17 @@ RunOptions parse_run_options(int argc, char** argv, bool info) {
     return o;
 }
 
-int start(const std::string& grid_path) {
+int start(const std::string& grid_path, const std::string& colors_path) {
+    // The desktop rewrites tsunami_color_settings.ini beside the program after every colour
+    // edit; reading it here would change this program's images behind the user's back.
+    g_auto_load_color_settings_hook = [] { return 0; };
+    if (!colors_path.empty()) {
+        std::string why;
+        if (!load_color_settings_file(colors_path.c_str(), &why)) {
+            std::fprintf(stderr, "Error: --colors %s: %s\n", colors_path.c_str(), why.c_str());
+            return 2;
+        }
+    }
     // The real reason (missing, a directory, no permission), in the loader's own words.
     std::FILE* f = open_regular_file(grid_path.c_str());
     if (!f) {

@@ -17,6 +17,7 @@ struct UsageError {
 
 struct RunOptions {
     std::string grid;
+    std::string colors;  // colour settings file; empty: the built-in scales
     std::string overrides;
     std::vector<std::string> sources;
     std::vector<int> stations;
@@ -50,8 +51,10 @@ std::string default_grid_path();
 // A number option's value; anything but a whole finite number is a usage error.
 double parse_number(const char* opt, const char* text);
 RunOptions parse_run_options(int argc, char** argv, bool info);
-// Start-up exactly as the desktop program does it, minus the window; 0 or the exit status.
-int start(const std::string& grid_path);
+// Start-up exactly as the desktop program does it, minus the window and the colour file the
+// desktop keeps beside the program: the built-in scales, or those of `colors_path` (a file
+// that cannot be read as colour settings is a usage error). 0 or the exit status.
+int start(const std::string& grid_path, const std::string& colors_path = "");
 std::string json_escape(const std::string& s);
 
 // The subcommands, one file each.

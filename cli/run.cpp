@@ -112,6 +112,9 @@ int place_quick_ff(const RunOptions& o) {
         std::fprintf(stderr, "Error: %s: %s\n", o.quick_ff.c_str(), kQuickFfNoCellsMessage);
         return 1;
     }
+    // Lines read in a way the user may not have meant, as the desktop's status line says.
+    for (const std::string& note : loaded.notes)
+        std::printf("Quick finite fault %s: %s.\n", o.quick_ff.c_str(), note.c_str());
     if (o.strike) g_fault_strike_deg = float(wrap_degrees_360(*o.strike));
     if (o.patch_length) g_fault_stamp_length_km = float(std::clamp(*o.patch_length, 5.0, 600.0));
     if (o.patch_width) set_fault_width_km_value(float(*o.patch_width));
@@ -315,7 +318,8 @@ std::string describe_source(const RunOptions& o) {
 int cmd_run(const RunOptions& o) {
     // Read when the solver plan is built, which start-up and every reset do.
     g_true_wave_speed = o.true_speed ? 1 : 0;
-    if (int rc = start(o.grid)) return rc;
+    if (int rc = start(o.grid, o.colors)) return rc;
+    std::printf("Colours: %s\n", o.colors.empty() ? "built-in scales" : o.colors.c_str());
     g_fault_horizontal_term = o.horizontal_term ? 1 : 0;
     g_quick_ff_okada = o.okada ? 1 : 0;
     clear_write_failures();
@@ -344,16 +348,17 @@ int cmd_run(const RunOptions& o) {
                     loaded, g_last_preset_recalculated_from_slip);
     }
     for (const std::string& s : o.sources) {
-        const std::size_t before = g_sources.count;
-        if (!load_sources_csv(&g_sources, s.c_str())) {
+        // The desktop's own command, so the points carry the same fault metadata.
+        const long added = load_source_csv_file(s.c_str());
+        if (added < 0) {
             std::fprintf(stderr, "Error: could not open source file: %s\n", s.c_str());
             return 1;
         }
-        if (g_sources.count == before) {
+        if (added == 0) {
             std::fprintf(stderr, "Error: no usable source line in source file: %s\n", s.c_str());
             return 2;
         }
-        loaded += g_sources.count - before;
+        loaded += std::size_t(added);
     }
     if (o.demo_source) loaded += std::size_t(add_demo_source());
     if (!o.quick_ff.empty()) {

@@ -127,26 +127,29 @@ void load_source_csv_dialog(void*) {
     req.path_must_exist = true;
     const auto path = platform().open_file_dialog(req);
     if (!path) return;
-    // Whatever filter was chosen, the file's own header decides what it is.
-    if (g_fault_table_load_hook && g_fault_table_load_hook(path->c_str())) {
-        platform().request_repaint();
-        return;
-    }
-
-    const std::size_t before = g_sources.count;
-    if (g_source_undo_push_hook) g_source_undo_push_hook("load source CSV");
-    if (!load_sources_csv(&g_sources, path->c_str())) {
-        set_status("Failed to load source CSV.");
-    } else {
-        for (std::size_t i = before; i < g_sources.count; ++i) {
-            if (g_source_apply_metadata_hook) g_source_apply_metadata_hook(&g_sources[i]);
-            source_point_normalize_slip(&g_sources[i]);
-        }
-        if (g_reset_state_preserve_sources_hook) g_reset_state_preserve_sources_hook();
-        else driver_reset_run();
-        set_status("Loaded %zu source(s) from CSV.", g_sources.count - before);
-    }
+    load_source_csv_file(path->c_str());
     platform().request_repaint();
+}
+
+long load_source_csv_file(const char* path) {
+    const std::size_t before = g_sources.count;
+    // Whatever filter was chosen, the file's own header decides what it is.
+    if (g_fault_table_load_hook && g_fault_table_load_hook(path))
+        return long(g_sources.count) - long(before);
+
+    if (g_source_undo_push_hook) g_source_undo_push_hook("load source CSV");
+    if (!load_sources_csv(&g_sources, path)) {
+        set_status("Failed to load source CSV.");
+        return -1;
+    }
+    for (std::size_t i = before; i < g_sources.count; ++i) {
+        if (g_source_apply_metadata_hook) g_source_apply_metadata_hook(&g_sources[i]);
+        source_point_normalize_slip(&g_sources[i]);
+    }
+    if (g_reset_state_preserve_sources_hook) g_reset_state_preserve_sources_hook();
+    else driver_reset_run();
+    set_status("Loaded %zu source(s) from CSV.", g_sources.count - before);
+    return long(g_sources.count - before);
 }
 
 }  // namespace kaitoro

@@ -58,6 +58,11 @@ void add_source_grid(const GridData* grid, Simulation* sim, int x, int y, float 
 
 // The "Load source CSV" command.
 void load_source_csv_dialog(void* window);
+// The command after its dialog, also what kaitoro-cli --sources runs, so both read a file the
+// same way: a fault table (by its header), or source points that take the current fault
+// metadata, then the whole-source reset and the status line. Returns the number of source
+// points added, or -1 when the file cannot be opened.
+long load_source_csv_file(const char* path);
 
 // Source design lives above the core; when linked in it fills these, and the command uses
 // them for its undo step, the fault metadata of new points and the whole-source reset.

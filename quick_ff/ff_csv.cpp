@@ -55,6 +55,8 @@ struct Reader {
     int running_row = 0;  // row index of the next unnumbered matrix line
     int matrix_rows = 0;
     int list_rows = 0;
+    int line_no = 0;                 // 1-based number of the line being read
+    std::vector<std::string> notes;  // how lines the rules leave ambiguous were read
 
     // Cells at row or column 60 or beyond, and cells past 3600, are dropped silently.
     bool add(int row, int col, double slip, int delay, double dip) {
@@ -219,16 +221,35 @@ void read_list_row(Reader& rd, const std::vector<std::string>& f, int row, int c
 }
 
 // Every field "C3: 12.5/60/15" of the line adds its cell; false when no field is one.
+// Other fields are ignored, which silently loses the delay and dip of "C3:12.5,60,15" (the
+// commas split the cell text): such a line gets a note saying what was taken.
 bool read_reference_tokens(Reader& rd, const std::vector<std::string>& f) {
     bool any = false;
+    std::string last_name, last_text;  // the token before the first ignored field
+    int ignored = 0;
     for (const std::string& field : f) {
         int row, col;
         std::string rest;
-        if (!parse_cell_ref(field, &row, &col, &rest) || rest.empty()) continue;
+        if (!parse_cell_ref(field, &row, &col, &rest) || rest.empty()) {
+            if (!field.empty() && any) ++ignored;
+            continue;
+        }
         if (!any) ++rd.list_rows;
         any = true;
         rd.add_text(row, col, rest.c_str());
+        if (ignored == 0) {  // the note describes the first run of ignored fields
+            last_name = quick_ff_cell_name(row, col);
+            last_text = rest;
+        }
     }
+    if (!any || ignored == 0) return any;
+    if (is_plain_number(last_text))
+        rd.notes.push_back(format("Line %d: %s took slip %s only; %s ignored", rd.line_no,
+                                  last_name.c_str(), last_text.c_str(),
+                                  ignored == 1 ? "delay" : "delay and dip"));
+    else
+        rd.notes.push_back(format("Line %d: %d field(s) after %s ignored", rd.line_no, ignored,
+                                  last_name.c_str()));
     return any;
 }
 
@@ -256,13 +277,28 @@ int read_matrix_cells(Reader& rd, const std::vector<std::string>& f, std::size_t
     return added;
 }
 
+// The whole line, row number included, is a run of plain-number triples.
+bool reads_as_triples(const std::vector<std::string>& f) {
+    std::size_t end = f.size();
+    while (end > 0 && f[end - 1].empty()) --end;
+    if (end < 3 || end % 3 != 0) return false;
+    return std::all_of(f.begin(), f.begin() + std::ptrdiff_t(end), is_plain_number);
+}
+
 void read_matrix_line(Reader& rd, const std::vector<std::string>& f) {
     int number = 0;
     if (parse_row_number(f[0], &number)) {
         if (f.size() < 2) return;  // a row number alone
-        if (read_matrix_cells(rd, f, 1, number - 1) > 0) {
+        const int added = read_matrix_cells(rd, f, 1, number - 1);
+        if (added > 0) {
             ++rd.matrix_rows;
             ++rd.running_row;
+        }
+        // "10,60,15,8,90,20" is also the unquoted-triples form with slip 10; the leading
+        // whole number makes it a matrix row, which the user may not have meant.
+        if (added > 0 && reads_as_triples(f)) {
+            rd.notes.push_back(format("Line %d read as matrix row %d (%d slip%s)", rd.line_no,
+                                      number, added, added == 1 ? "" : "s"));
         }
         return;
     }
@@ -376,7 +412,9 @@ QuickFfLoadResult quick_ff_load_csv_text(const std::string& text) {
     Reader rd;
     const int old_orientation = g_quick_ff_row1_is_shallow;
     std::size_t pos = 0;
+    bool line_start = true;
     while (pos < text.size()) {
+        if (line_start) ++rd.line_no;
         // Lines are read as a 4096-byte line buffer would read them: a longer line
         // continues as the next one.
         std::size_t end = text.find('\n', pos);
@@ -384,6 +422,7 @@ QuickFfLoadResult quick_ff_load_csv_text(const std::string& text) {
         end = std::min(end, pos + kMaxLineBytes);
         const std::string line = text.substr(pos, end - pos);
         pos = end;
+        line_start = line.back() == '\n';  // a long line's continuation keeps its number
         read_line(rd, line.c_str());
     }
 
@@ -391,6 +430,7 @@ QuickFfLoadResult quick_ff_load_csv_text(const std::string& text) {
     result.cells = int(rd.cells.size());
     result.matrix_rows = rd.matrix_rows;
     result.list_rows = rd.list_rows;
+    result.notes = std::move(rd.notes);
     if (rd.cells.empty()) {
         // A Row1= key may have turned the orientation; keep the grid's offsets in step.
         if (g_quick_ff_row1_is_shallow != old_orientation) quick_ff_recompute_dip_offsets();
@@ -414,6 +454,13 @@ QuickFfLoadResult quick_ff_load_csv_text(const std::string& text) {
         cell.enabled = c.slip > kSourceZeroEps ? 1 : 0;
     }
     return result;
+}
+
+std::string quick_ff_load_notes_text(const QuickFfLoadResult& r) {
+    if (r.notes.empty()) return "";
+    std::string text = " " + r.notes[0] + ".";
+    if (r.notes.size() > 1) text += format(" (+%d more)", int(r.notes.size() - 1));
+    return text;
 }
 
 bool quick_ff_load_csv_file(const char* path, QuickFfLoadResult* result) {
@@ -452,8 +499,8 @@ int quick_ff_load_csv(void* owner_window) {
                                MessageButtons::Ok);
         return 0;
     }
-    set_status("Loaded quick finite-fault CSV: %d cells (%d matrix rows, %d list/ref rows).",
-               r.cells, r.matrix_rows, r.list_rows);
+    set_status("Loaded quick finite-fault CSV: %d cells (%d matrix rows, %d list/ref rows).%s",
+               r.cells, r.matrix_rows, r.list_rows, quick_ff_load_notes_text(r).c_str());
     return r.cells;
 }
 

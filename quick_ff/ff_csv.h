@@ -5,6 +5,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace kaitoro {
 
@@ -29,7 +30,13 @@ struct QuickFfLoadResult {
     int cells = 0;        // cells read (0: "no valid cells", the grid is unchanged)
     int matrix_rows = 0;  // matrix lines that yielded at least one cell
     int list_rows = 0;    // list and reference-token lines
+    // Lines whose reading the user may not expect, e.g. "Line 4 read as matrix row 10
+    // (5 slips)": the line loads as the format rules say, and the note says how.
+    std::vector<std::string> notes;
 };
+// What the status line appends after the documented text: "" without notes, else the first
+// note (" Line 4 read as ...") and how many more there are.
+std::string quick_ff_load_notes_text(const QuickFfLoadResult& r);
 // Reads CSV text into the grid. Comment keys take effect even when no cell is read; the grid
 // changes only when at least one cell was read. Sets no status and shows no box.
 QuickFfLoadResult quick_ff_load_csv_text(const std::string& text);

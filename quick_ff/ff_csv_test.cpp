@@ -158,6 +158,38 @@ TEST_F(QuickFfCsvTest, ListAndReferenceForms) {
     EXPECT_EQ(cells(), "C3=4/0/5 ");
 }
 
+// Lines the format rules read in a way the user may not mean load as the rules say, and the
+// status line says how they were read after the usual text.
+TEST_F(QuickFfCsvTest, AmbiguousLinesLoadAsDocumentedAndSayHow) {
+    const struct {
+        const char* csv;
+        const char* cells;
+        const char* status;
+    } cases[] = {
+        {"# grid\n\n\n10,60,15,8,90,20\n",
+         "A10=60/0/15 B10=15/0/15 C10=8/0/15 D10=90/0/15 E10=20/0/15 ",
+         "Loaded quick finite-fault CSV: 5 cells (1 matrix rows, 0 list/ref rows). Line 4 read as "
+         "matrix row 10 (5 slips)."},
+        {"C3:12.5,60,15\n", "C3=12.5/0/15 ",
+         "Loaded quick finite-fault CSV: 1 cells (0 matrix rows, 1 list/ref rows). Line 1: C3 "
+         "took slip 12.5 only; delay and dip ignored."},
+        {"B3,1\n10,60,15\n# note\n\nB2: 3,7\n", "B2=3/0/15 B3=1/0/15 A10=60/0/15 B10=15/0/15 ",
+         "Loaded quick finite-fault CSV: 4 cells (1 matrix rows, 2 list/ref rows). Line 2 read as "
+         "matrix row 10 (2 slips). (+1 more)"},
+        {"x,A1: 2/5,junk,D1: 4\n", "A1=2/5/15 D1=4/0/15 ",
+         "Loaded quick finite-fault CSV: 2 cells (0 matrix rows, 1 list/ref rows). Line 1: 1 "
+         "field(s) after A1 ignored."},
+        // Unambiguous forms stay quiet: quoted cells, a row with one triple, true triples.
+        {"12.5,60,15\n3,\"1,0,15\",,\n4,12.5,60,15\n", "A1=12.5/60/15 A3=1/0/15 A4=12.5/60/15 ",
+         "Loaded quick finite-fault CSV: 3 cells (3 matrix rows, 0 list/ref rows)."},
+    };
+    for (const auto& c : cases) {
+        EXPECT_GT(load(c.csv), 0) << c.csv;
+        EXPECT_EQ(cells(), c.cells) << c.csv;
+        EXPECT_STREQ(g_status, c.status) << c.csv;
+    }
+}
+
 TEST_F(QuickFfCsvTest, SpreadsheetExportsTabsCrlfBomAndPadding) {
     EXPECT_EQ(load("\xEF\xBB\xBFrow\tA\tB\tC\r\n1\t\t5,10\t\r\n2\t3\t\t\r\n"), 3);
     EXPECT_EQ(cells(), "B1=5/0/15 C1=10/0/15 A2=3/0/15 ");

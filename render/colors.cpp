@@ -1,5 +1,6 @@
 #include "render/colors.h"
 
+#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -292,7 +293,8 @@ int auto_save_color_settings() {
     std::fprintf(f, "cell_enabled=%d\n", g_cell_color_custom_enabled ? 1 : 0);
     std::fprintf(f, "cell_smooth=%d\n", g_cell_color_smooth ? 1 : 0);
     std::fprintf(f, "coast_enabled=%d\n", g_coast_color_custom_enabled ? 1 : 0);
-    std::fprintf(f, "coast_smooth=%d\n", g_coast_color_smooth ? 1 : 0);
+    // Step wins over smooth, as on loading, so the file never holds both.
+    std::fprintf(f, "coast_smooth=%d\n", g_coast_color_smooth && !g_coast_color_step ? 1 : 0);
     std::fprintf(f, "coast_step=%d\n", g_coast_color_step ? 1 : 0);
     std::fprintf(f, "\n");
     write_color_keyframes_file_block(f, "CELL_BEGIN", "CELL_END",
@@ -325,8 +327,16 @@ char* trim_line(char* s) {
 int auto_load_color_settings() {
     char path[kColorPathSize];
     color_settings_default_path(path);
+    return load_color_settings_file(path, nullptr);
+}
+
+int load_color_settings_file(const char* path, std::string* error) {
     std::FILE* f = open_regular_file(path);
-    if (!f) return 0;
+    if (!f) {
+        if (error) *error = std::string("cannot open: ") + std::strerror(errno);
+        return 0;
+    }
+    bool recognised = false;  // the header, a key or a block: the file is a settings file
 
     int cell_enabled = 1, coast_enabled = 1;  // a missing key means on
     int cell_smooth = 0, coast_smooth = 0, coast_step = 0;
@@ -341,6 +351,10 @@ int auto_load_color_settings() {
         if (state == Outside) {
             if (!*s || *s == '#') continue;
             long long v = 0;  // read wide: 4294967296 must not wrap to 0 (off)
+            const bool known = !std::strcmp(s, "TSUNAMI_COLOR_SETTINGS_V1") ||
+                               starts_with(s, "cell_") || starts_with(s, "coast_") ||
+                               !std::strcmp(s, "CELL_BEGIN") || !std::strcmp(s, "COAST_BEGIN");
+            recognised = recognised || known;
             if (!std::strcmp(s, "CELL_BEGIN"))
                 state = InCell;
             else if (!std::strcmp(s, "COAST_BEGIN"))
@@ -359,6 +373,7 @@ int auto_load_color_settings() {
             continue;
         }
         const bool cell = state == InCell;
+        recognised = true;
         if (!std::strcmp(s, cell ? "CELL_END" : "COAST_END")) {
             state = Outside;
             continue;
@@ -368,12 +383,19 @@ int auto_load_color_settings() {
         (cell ? cell_has : coast_has) = true;
     }
     std::fclose(f);
+    if (error && !recognised) {
+        *error = "not a colour settings file (no TSUNAMI_COLOR_SETTINGS_V1 header, keys or blocks)";
+        return 0;
+    }
 
     ColorKeyframe scratch[kMaxColorKeyframes];
     char message[kColorMessageSize];
     int n = 0;
     if (cell_enabled && cell_has) {
-        if (!parse_color_keyframes_text(cell_buf.c_str(), scratch, &n, message)) return 0;
+        if (!parse_color_keyframes_text(cell_buf.c_str(), scratch, &n, message)) {
+            if (error) *error = std::string("cell scale: ") + message;
+            return 0;
+        }
         std::memcpy(g_cell_color_keys, scratch, sizeof scratch);
         g_cell_color_key_count = n;
         g_cell_color_custom_enabled = 1;
@@ -383,7 +405,10 @@ int auto_load_color_settings() {
     }
     int coast_count = 0, coast_on = 0;
     if (coast_enabled && coast_has) {
-        if (!parse_color_keyframes_text(coast_buf.c_str(), scratch, &n, message)) return 0;
+        if (!parse_color_keyframes_text(coast_buf.c_str(), scratch, &n, message)) {
+            if (error) *error = std::string("coast scale: ") + message;
+            return 0;
+        }
         std::memcpy(g_coast_color_keys, scratch, sizeof scratch);
         coast_count = n;
         coast_on = 1;

@@ -64,6 +64,11 @@ void write_color_keyframes_file_block(std::FILE* file, const char* begin_tag, co
 void color_settings_default_path(char* path_out);
 int auto_save_color_settings();
 int auto_load_color_settings();
+// Reads a colour settings file by the rules of auto_load_color_settings (which calls it with
+// the file beside the executable). With `error` set the reading is strict, for a file the user
+// names: a file without the header, a key or a block is refused, and every failure (cannot
+// open, a block that does not parse) leaves its reason in *error. 1 when read and applied.
+int load_color_settings_file(const char* path, std::string* error);
 
 // The text an edit box shows for a scale: the custom keyframes, or the built-in text.
 std::string color_edit_text(int coast);

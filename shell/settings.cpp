@@ -341,7 +341,9 @@ void cycle_coast_mode(ControlWindow* window) {
         g_coast_color_step = 0;
         g_coast_color_smooth = 0;
     } else if (g_coast_color_smooth) {
+        // Step replaces smooth: the two flags are never both set, in memory or in the file.
         g_coast_color_step = 1;
+        g_coast_color_smooth = 0;
     } else {
         g_coast_color_smooth = 1;
     }

@@ -232,6 +232,17 @@ TEST_F(SettingsTest, ColorsPageEditsTheScalesAndRejectsBadText) {
     EXPECT_EQ(std::string(g_status), "Restored built-in colors and saved for next launch.");
 }
 
+// Linear -> smooth -> step -> linear: the saved file never says smooth and step at once.
+TEST_F(SettingsTest, CoastModeCycleSavesExactlyOneMode) {
+    w_->press(kSetPageColors);
+    const std::string ini = dir_.file("tsunami_color_settings.ini");
+    for (const char* flags : {"coast_smooth=1\ncoast_step=0\n", "coast_smooth=0\ncoast_step=1\n",
+                              "coast_smooth=0\ncoast_step=0\n"}) {
+        w_->press(kSetCoastMode);
+        EXPECT_NE(testing::read_file_text(ini).find(flags), std::string::npos) << flags;
+    }
+}
+
 TEST_F(SettingsTest, PresetPageTogglesZoneMaxAndOpensItsDialogs) {
     w_->press(kSetPagePreset);
     EXPECT_EQ(w_->control_text(kSetZoneMax), "Zone max markers: OFF");
