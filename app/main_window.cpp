@@ -36,6 +36,7 @@ MainWindow::MainWindow(const QFont& ui_font) : font_(ui_font) {
     setWindowTitle(QString::fromUtf8(kMainWindowCaption));
     setFont(font_);
     resize(kMainWindowWidth, kMainWindowHeight);
+    setMinimumSize(kMainWindowMinWidth, kMainWindowMinHeight);
     setMouseTracking(true);
     setFocusPolicy(Qt::StrongFocus);
     // The scene covers the whole client area; nothing needs erasing first.
