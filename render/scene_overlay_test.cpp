@@ -1,12 +1,11 @@
-// What the scene adds on top of the documented drawing: the transmit-only hint, the Shift
-// batch marks and a placement preview that its cross does not hide.
+// What the scene adds on top of the documented drawing: the Shift batch marks, and a
+// placement preview that its cross does not hide.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <string>
 
 #include "core/driver.h"
-#include "core/status.h"
 #include "feed/zone_assign.h"
 #include "quick_ff/ff_grid.h"
 #include "quick_ff/placement.h"
@@ -39,41 +38,6 @@ class SceneOverlayTest : public ::testing::Test {
         return s;
     }
 };
-
-TEST_F(SceneOverlayTest, TransmitOnlyHintSitsAboveTheButtonsAndBelowTheStatus) {
-    install(40, 20);
-    struct Case {
-        int transmit;
-        const char* status;
-        int client_h;
-    } cases[] = {{0, "Ready.", 760}, {1, "Ready.", 760}, {1, "Ready.", 680}, {1, nullptr, 680}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(::testing::Message() << c.transmit << " " << c.client_h);
-        g_orvex_transmit_mode = c.transmit;
-        if (c.status)
-            set_status("%s", c.status);
-        else  // a status of many lines reaching below the usual place of the hint
-            set_status("%s", std::string(600, 'w').c_str());
-        const RecordingSurface s = draw(1280, c.client_h);
-        const auto texts = s.of_kind(RecordedCall::Text);
-        const auto hint = std::find_if(texts.begin(), texts.end(), [](const RecordedCall& t) {
-            return t.text == "Ctrl+R: show the wave";
-        });
-        if (!c.transmit) {
-            EXPECT_EQ(hint, texts.end());
-            continue;
-        }
-        ASSERT_NE(hint, texts.end());
-        EXPECT_EQ(hint->a, 1280 - 308);
-        int lowest_other = 0;
-        for (const RecordedCall& t : texts)
-            if (&t != &*hint) lowest_other = std::max(lowest_other, t.b);
-        EXPECT_GE(hint->b, lowest_other + kSceneLineHeight);  // covers no other line
-        if (c.status && c.client_h == 760) {
-            EXPECT_EQ(hint->b, scene_panel_buttons_top(c.client_h) - 26);
-        }
-    }
-}
 
 TEST_F(SceneOverlayTest, ShiftBatchMarksCollectedStationsInTransmitOnlyMode) {
     install(40, 20);

@@ -66,13 +66,6 @@ class MeasuredSurface : public QtSurface {
         drawn.push_back({'e', l, t, r, b, {}, br.rgb});
         QtSurface::ellipse(l, t, r, b, p, br);
     }
-    std::vector<Drawn> texts() const {
-        std::vector<Drawn> out;
-        for (const Drawn& d : drawn)
-            if (d.kind == 't') out.push_back(d);
-        return out;
-    }
-
     std::vector<Drawn> drawn;
 
   private:
@@ -185,25 +178,6 @@ TEST_F(WindowFitTest, PanelTextStaysInsideThePanel) {
         }
         EXPECT_TRUE(shown);
     }
-}
-
-// The fault-area line with a four-digit area is drawn whole, at its usual place.
-TEST_F(WindowFitTest, LongFaultAreaLineKeepsEveryCharacter) {
-    add_wide_source();
-    const auto texts = texts_of(draw(1280, 760));
-    char start[48];
-    std::snprintf(start, sizeof start, "Fault area %.0f km2, shallow ",
-                  double(current_source_moment_horizontal_area_km2()));
-    ASSERT_GE(std::strlen(start), std::strlen("Fault area 1000 km2, shallow "));
-    std::size_t at = texts.size();
-    for (std::size_t i = 0; i < texts.size(); ++i)
-        if (texts[i].text.rfind(start, 0) == 0) at = i;
-    ASSERT_LT(at, texts.size());
-    EXPECT_NE(texts[at].text.find("T80=0.15 SS50=0.05 peak "), std::string::npos);
-    EXPECT_EQ(texts[at].text.back(), 'm');
-    EXPECT_LE(texts[at].right, 1280);
-    EXPECT_EQ(texts[at].y, texts[at - 1].y + kSceneLineHeight);
-    EXPECT_EQ(texts[at + 1].y, texts[at].y + kSceneLineHeight);
 }
 
 TEST_F(WindowFitTest, TooltipTextStaysInItsBoxAndIsDrawnOverSourceMarkers) {
