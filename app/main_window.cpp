@@ -36,6 +36,7 @@ MainWindow::MainWindow(const QFont& ui_font) : font_(ui_font) {
     setWindowTitle(QString::fromUtf8(kMainWindowCaption));
     setFont(font_);
     resize(kMainWindowWidth, kMainWindowHeight);
+    setMinimumSize(kMainWindowMinWidth, kMainWindowMinHeight);
     setMouseTracking(true);
     setFocusPolicy(Qt::StrongFocus);
     // The scene covers the whole client area; nothing needs erasing first.
@@ -93,6 +94,12 @@ void MainWindow::paintEvent(QPaintEvent*) {
 }
 
 void MainWindow::resizeEvent(QResizeEvent*) {
+    // Without a window manager to honour the minimum (a bare X server), a smaller size can
+    // still arrive: grow back rather than let the buttons cover the panel.
+    if (width() < minimumWidth() || height() < minimumHeight()) {
+        resize(size().expandedTo(minimumSize()));
+        return;
+    }
     layout_buttons();
     main_window_resize(width(), height());
 }

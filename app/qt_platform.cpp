@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QMessageBox>
+#include <functional>
 
 namespace kaitoro {
 
@@ -50,28 +51,65 @@ QString qt_filter_string(const FileDialogRequest& req) {
     return parts.join(";;");
 }
 
+std::string file_dialog_path_problem(const std::string& path, const FileDialogRequest& req,
+                                    bool save) {
+    if (path.empty()) return "No file name was given.";
+    if (path.size() >= req.max_path)
+        return "The path is too long (" + std::to_string(path.size()) +
+               " bytes); it must stay under " + std::to_string(req.max_path) + ".";
+    const QFileInfo info(QString::fromStdString(path));
+    if ((save || req.path_must_exist) && !info.absoluteDir().exists())
+        return "The folder \"" + info.absolutePath().toStdString() + "\" does not exist.";
+    if (!save && req.file_must_exist && !info.exists())
+        return "The file \"" + path + "\" does not exist.";
+    if (info.isDir()) return "\"" + path + "\" is a folder, not a file.";
+    return {};
+}
+
+std::function<void(QWidget*, const QString&, const QString&)> g_file_dialog_warning =
+    [](QWidget* parent, const QString& title, const QString& text) {
+        QMessageBox::warning(parent, title, text);
+    };
+
+CheckedFileDialog::CheckedFileDialog(QWidget* parent, const FileDialogRequest& req, bool save)
+    : QFileDialog(parent, QString::fromStdString(req.title)), req_(req), save_(save) {
+    // Qt's own dialog on every desktop, so the check below runs before it closes.
+    setOption(QFileDialog::DontUseNativeDialog);
+    setAcceptMode(save ? QFileDialog::AcceptSave : QFileDialog::AcceptOpen);
+    setFileMode(save ? QFileDialog::AnyFile
+                     : (req.file_must_exist ? QFileDialog::ExistingFile : QFileDialog::AnyFile));
+    setNameFilter(qt_filter_string(req));
+    if (!req.default_extension.empty())
+        setDefaultSuffix(QString::fromStdString(req.default_extension));
+    if (save && !req.confirm_overwrite) setOption(QFileDialog::DontConfirmOverwrite);
+    if (!req.default_name.empty()) selectFile(QString::fromStdString(req.default_name));
+}
+
+// A choice the command could not use would otherwise close the dialog as if cancelled: say
+// why and stay open, as a native dialog does.
+void CheckedFileDialog::accept() {
+    const QStringList files = selectedFiles();
+    const std::string path = files.isEmpty() ? std::string() : files.first().toStdString();
+    const std::string problem = file_dialog_path_problem(path, req_, save_);
+    if (!problem.empty()) {
+        last_problem_ = problem;
+        g_file_dialog_warning(this, windowTitle(), QString::fromStdString(problem));
+        return;
+    }
+    last_problem_.clear();
+    QFileDialog::accept();
+}
+
 namespace {
 
 // One dialog for both directions, so the default name, suffix and checks behave alike.
 std::optional<std::string> run_file_dialog(QWidget* parent, const FileDialogRequest& req,
                                            bool save) {
-    QFileDialog dialog(parent, QString::fromStdString(req.title));
-    dialog.setAcceptMode(save ? QFileDialog::AcceptSave : QFileDialog::AcceptOpen);
-    dialog.setFileMode(save ? QFileDialog::AnyFile
-                            : (req.file_must_exist ? QFileDialog::ExistingFile
-                                                   : QFileDialog::AnyFile));
-    dialog.setNameFilter(qt_filter_string(req));
-    if (!req.default_extension.empty())
-        dialog.setDefaultSuffix(QString::fromStdString(req.default_extension));
-    if (save && !req.confirm_overwrite) dialog.setOption(QFileDialog::DontConfirmOverwrite);
-    if (!req.default_name.empty()) dialog.selectFile(QString::fromStdString(req.default_name));
+    CheckedFileDialog dialog(parent, req, save);
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
         return std::nullopt;
-    const QString path = dialog.selectedFiles().first();
-    const std::string s = path.toStdString();
-    if (s.empty() || s.size() >= req.max_path) return std::nullopt;
-    if (req.file_must_exist && !QFileInfo::exists(path)) return std::nullopt;
-    if (req.path_must_exist && !QFileInfo(path).absoluteDir().exists()) return std::nullopt;
+    const std::string s = dialog.selectedFiles().first().toStdString();
+    if (!file_dialog_path_problem(s, req, save).empty()) return std::nullopt;
     return s;
 }
 

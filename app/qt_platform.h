@@ -2,8 +2,12 @@
 #pragma once
 
 #include <QElapsedTimer>
+#include <QFileDialog>
 #include <QPointer>
 #include <QWidget>
+
+#include <functional>
+#include <string>
 
 #include "core/platform.h"
 
@@ -33,5 +37,28 @@ private:
 
 // "CSV files (*.csv);;All files (*.*)" from the request's filters.
 QString qt_filter_string(const FileDialogRequest& req);
+
+// Why a chosen path cannot be used (too long, missing folder, missing file to open), or empty
+// when it can.
+std::string file_dialog_path_problem(const std::string& path, const FileDialogRequest& req,
+                                     bool save);
+
+// The file dialog of every open and save command: refuses a path it cannot use with a warning
+// naming the reason and stays open, instead of closing as if cancelled.
+class CheckedFileDialog : public QFileDialog {
+public:
+    CheckedFileDialog(QWidget* parent, const FileDialogRequest& req, bool save);
+    void accept() override;
+    // The reason of the last refusal; empty after an accepted choice.
+    const std::string& last_problem() const { return last_problem_; }
+
+private:
+    FileDialogRequest req_;
+    bool save_;
+    std::string last_problem_;
+};
+
+// Shows a refusal (a warning box); tests replace it to record instead of blocking.
+extern std::function<void(QWidget*, const QString&, const QString&)> g_file_dialog_warning;
 
 }  // namespace kaitoro

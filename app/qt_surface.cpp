@@ -102,6 +102,28 @@ void QtSurface::text(int x, int y, const std::string& utf8) {
                        QString::fromUtf8(utf8.data(), int(utf8.size())));
 }
 
+QFont QtSurface::font_within(const QString& text, int max_width_px) const {
+    if (metrics_.horizontalAdvance(text) <= max_width_px) return font_;
+    QFont f = font_;
+    const int base = font_.pixelSize() > 0 ? font_.pixelSize() : metrics_.height();
+    for (int px = base - 1; px >= 8; --px) {
+        f.setPixelSize(px);
+        if (QFontMetrics(f).horizontalAdvance(text) <= max_width_px) break;
+    }
+    return f;
+}
+
+void QtSurface::text_within(int x, int y, const std::string& utf8, int max_width_px) {
+    const QString s = QString::fromUtf8(utf8.data(), int(utf8.size()));
+    const QFont f = font_within(s, max_width_px);
+    if (f == font_) return text(x, y, utf8);
+    // Same baseline as the lines around it, only narrower glyphs.
+    painter_->setFont(f);
+    painter_->setPen(text_color_);
+    painter_->drawText(QPoint(x, y + metrics_.ascent()), s);
+    painter_->setFont(font_);
+}
+
 int QtSurface::text_width(const std::string& utf8) {
     return metrics_.horizontalAdvance(QString::fromUtf8(utf8.data(), int(utf8.size())));
 }

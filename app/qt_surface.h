@@ -27,6 +27,10 @@ class QtSurface : public DrawSurface {
     void set_text_color(std::uint32_t rgb) override;
     void text(int x, int y, const std::string& utf8) override;
     int text_width(const std::string& utf8) override;
+    void text_within(int x, int y, const std::string& utf8, int max_width_px) override;
+    // The font text_within sets a text in: the UI font when the text fits, else the largest
+    // smaller pixel size (down to 8) that fits.
+    QFont font_within(const QString& text, int max_width_px) const;
 
   private:
     void use(const DrawPen& pen, const DrawBrush& brush);

@@ -7,7 +7,12 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QScrollArea>
 #include <QScrollBar>
+#include <QStyle>
+#include <algorithm>
 
 #include "app/qt_keys.h"
 #include "app/qt_surface.h"
@@ -67,6 +72,52 @@ ToolWindow::ToolWindow(const ToolWindowDef* def, QWidget* owner, const QFont& fo
     // Clicking the window's background takes the focus from the edits, so keys such as the
     // editor's arrows reach the window.
     setFocusPolicy(Qt::ClickFocus);
+    const QScreen* shown_on = owner ? owner->screen() : QGuiApplication::primaryScreen();
+    if (shown_on) fit_to_screen(shown_on->availableGeometry().size());
+}
+
+namespace {
+
+// Keys pass through to the window (the editor's arrows), the wheel and the bars scroll.
+class KeyTransparentScrollArea : public QScrollArea {
+  public:
+    using QScrollArea::QScrollArea;
+
+  protected:
+    void keyPressEvent(QKeyEvent* event) override { QWidget::keyPressEvent(event); }
+};
+
+// Room the window frame and a panel of the desktop take from the screen's free area.
+constexpr int kFrameAllowanceW = 16;
+constexpr int kFrameAllowanceH = 48;
+
+}  // namespace
+
+void ToolWindow::fit_to_screen(const QSize& available) {
+    const int room_w = available.width() - kFrameAllowanceW;
+    const int room_h = available.height() - kFrameAllowanceH;
+    if (def_->width <= room_w && def_->height <= room_h) return;
+    if (!scroll_) {
+        // The controls keep their places on a page of the window's usual size, which
+        // scrolls inside a window that fits the screen.
+        content_ = new QWidget;
+        content_->setFixedSize(def_->width, def_->height);
+        for (QWidget* w : children_) {
+            w->setParent(content_);
+            w->show();
+        }
+        scroll_ = new KeyTransparentScrollArea(this);
+        scroll_->setObjectName(QStringLiteral("tool_window_scroll"));
+        scroll_->setFocusPolicy(Qt::NoFocus);
+        scroll_->setFrameShape(QFrame::NoFrame);
+        scroll_->setWidget(content_);
+    }
+    const int bar = style()->pixelMetric(QStyle::PM_ScrollBarExtent);
+    const bool tall = def_->height > room_h;
+    const int w = std::max(120, std::min(def_->width + (tall ? bar : 0), room_w));
+    const int h = std::max(120, std::min(def_->height + (w < def_->width ? bar : 0), room_h));
+    setFixedSize(w, h);
+    scroll_->setGeometry(0, 0, w, h);
 }
 
 QWidget* ToolWindow::make_control(const ControlSpec& s) {
@@ -74,7 +125,7 @@ QWidget* ToolWindow::make_control(const ControlSpec& s) {
     QWidget* w = nullptr;
     switch (s.kind) {
         case ControlKind::Label: {
-            auto* l = new QLabel(from_utf8(s.text), this);
+            auto* l = new QLabel(from_utf8(s.text), host());
             l->setTextFormat(Qt::PlainText);
             // A one-line box keeps its text on one line, smaller if it must; taller boxes wrap.
             if (s.h < 2 * QFontMetrics(font()).lineSpacing() && !s.text.empty())
@@ -85,7 +136,7 @@ QWidget* ToolWindow::make_control(const ControlSpec& s) {
             break;
         }
         case ControlKind::Edit: {
-            auto* e = new QLineEdit(from_utf8(s.text), this);
+            auto* e = new QLineEdit(from_utf8(s.text), host());
             e->setCursorPosition(0);
             connect(e, &QLineEdit::textChanged, this, [this, id] {
                 if (def_->edit_changed && !destroyed_) def_->edit_changed(this, id);
@@ -94,7 +145,7 @@ QWidget* ToolWindow::make_control(const ControlSpec& s) {
             break;
         }
         case ControlKind::MultiLineEdit: {
-            auto* e = new QPlainTextEdit(multiline_text(s.text), this);
+            auto* e = new QPlainTextEdit(multiline_text(s.text), host());
             e->setLineWrapMode(QPlainTextEdit::NoWrap);
             if (!s.vertical_scroll) {
                 // The finite-fault cells show their three lines without scrolling.
@@ -112,7 +163,7 @@ QWidget* ToolWindow::make_control(const ControlSpec& s) {
             break;
         }
         case ControlKind::Button: {
-            auto* b = new QPushButton(from_utf8(s.text), this);
+            auto* b = new QPushButton(from_utf8(s.text), host());
             // A click leaves the focus where it was: "Apply slip %" needs to know which cell
             // the user was in.
             b->setFocusPolicy(Qt::TabFocus);

@@ -5,6 +5,7 @@
 
 #include <QFont>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QWidget>
 #include <map>
 
@@ -31,6 +32,10 @@ class ToolWindow : public QWidget, public ControlWindow {
     void destroy_window() override;
 
     const ToolWindowDef* def() const { return def_; }
+    // A screen whose free area cannot hold the window: the window shrinks to fit and its
+    // controls scroll inside it. Nothing changes on a screen that holds it.
+    void fit_to_screen(const QSize& available);
+    QScrollArea* scroll_area() const { return scroll_; }
     QWidget* control(int id) const;
 
   protected:
@@ -39,11 +44,14 @@ class ToolWindow : public QWidget, public ControlWindow {
 
   private:
     QWidget* make_control(const ControlSpec& def);
+    QWidget* host() { return content_ ? content_ : this; }
 
     const ToolWindowDef* def_;
     std::map<int, QWidget*> controls_;  // addressable controls by id
     std::vector<QWidget*> children_;    // every child of the current build
     bool destroyed_ = false;
+    QScrollArea* scroll_ = nullptr;  // only on a screen too small for the window
+    QWidget* content_ = nullptr;     // the scrolled page holding the controls
 };
 
 }  // namespace kaitoro

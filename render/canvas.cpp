@@ -216,6 +216,9 @@ int rgb24_draw_text(Rgb24Canvas* canvas, int x, int y, const char* text, int pix
         report_missing_font();
         return 0;
     }
+    if (canvas->text_log)
+        canvas->text_log->push_back(
+            CanvasTextBox{x, y, rgb24_text_width(text, pixel_size, bold), pixel_size, text});
     const int fr = int(rgb >> 16 & 255), fg = int(rgb >> 8 & 255), fb = int(rgb & 255);
     // GDI places the top of the character cell at y; the baseline lies one ascent below.
     const int baseline = y + int((face->size->metrics.ascender + 63) >> 6);

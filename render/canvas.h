@@ -10,11 +10,19 @@ namespace kaitoro {
 inline constexpr int kCanvasWidth = 1700;
 inline constexpr int kCanvasHeight = 980;
 
+// Where a text was drawn: its top-left, advance width and pixel size.
+struct CanvasTextBox {
+    int x = 0, y = 0, width = 0, pixel_size = 0;
+    std::string text;
+};
+
 // Rows top to bottom, 3 bytes per pixel (R, G, B), no row padding.
 struct Rgb24Canvas {
     int width = 0;
     int height = 0;
     std::vector<std::uint8_t> pixels;
+    // When set, every text drawn is also listed here (how a test checks that text fits).
+    std::vector<CanvasTextBox>* text_log = nullptr;
 
     std::uint8_t* at(int x, int y) { return &pixels[(std::size_t(y) * width + x) * 3]; }
     const std::uint8_t* at(int x, int y) const { return &pixels[(std::size_t(y) * width + x) * 3]; }

@@ -52,6 +52,13 @@ class DrawSurface {
     virtual void text(int x, int y, const std::string& utf8) = 0;
     // Width in pixels of a text in the user-interface font.
     virtual int text_width(const std::string& utf8) = 0;
+    // The same text, set in a smaller size where it is wider than max_width_px so that every
+    // character stays inside its area; a text that fits is drawn exactly as text() draws it.
+    // Surfaces without sizes of their own draw it as it is.
+    virtual void text_within(int x, int y, const std::string& utf8, int max_width_px) {
+        (void)max_width_px;
+        text(x, y, utf8);
+    }
 };
 
 }  // namespace kaitoro

@@ -12,6 +12,7 @@
 #include "core/stations.h"
 #include "core/time_series.h"
 #include "feed/observation_points.h"
+#include "feed/zone_assign.h"
 #include "quick_ff/ff_grid.h"
 #include "quick_ff/placement.h"
 #include "render/colors.h"
@@ -199,6 +200,20 @@ void draw_hover_station_highlight(DrawSurface* surface) {
                        DrawBrush::none());
 }
 
+void draw_shift_batch_highlights(DrawSurface* surface) {
+    if (!g_shift_zone_assign_active) return;
+    const int r = viewport_marker_radius(2);
+    for (int k = 0; k < g_shift_zone_assign_count && k < kStationZoneOverrideSlots; ++k) {
+        const int i = g_shift_zone_assign_station_list[std::size_t(k)];
+        int x, y;
+        if (!station_is_enabled(&g_grid, i) || !station_cell_xy(i, &x, &y)) continue;
+        int cx, cy;
+        viewport_cell_center(x, y, &cx, &cy);
+        surface->rectangle(cx - r - 4, cy - r - 4, cx + r + 5, cy + r + 5, pen(0xFF50FF, 2),
+                           DrawBrush::solid(0xFFF5AA));
+    }
+}
+
 std::string station_arrival_text(int t) {
     char buf[48];
     if (t <= 0) return "not reached";
@@ -217,6 +232,36 @@ void draw_hover_station_tooltip(DrawSurface* surface, const SceneWindow* window)
     int gx, gy, sx, sy, zone, arrival;
     float live, live_pos, peak;
     if (!get_station_info(i, &gx, &gy, &sx, &sy, &zone, &live, &live_pos, &peak, &arrival)) return;
+
+    const int effective_zone = station_effective_zone_id(i);
+    std::vector<std::string> lines;
+    char line[256];
+    std::snprintf(line, sizeof line, "Obs #%d  station_id %d%s", i + 1, effective_zone,
+                  window->shift_down ? "  [SHIFT batch]" : "");
+    lines.push_back(line);
+    const char* zone_name = station_zone_name_for_display(i);
+    lines.push_back(zone_name ? zone_name : "");
+    std::snprintf(line, sizeof line, "Grid %d,%d  sample %d,%d", gx, gy, sx, sy);
+    lines.push_back(line);
+    std::snprintf(line, sizeof line, "Live level %.4f m  %.2f cm", double(live),
+                  double(live) * 100.0);
+    lines.push_back(line);
+    std::snprintf(line, sizeof line, "Live rise %.4f m / Peak rise %.4f m",
+                  double(std::max(live, 0.0f)), double(peak));
+    lines.push_back(line);
+    if (g_coast_marker_use_zone_max) {
+        std::snprintf(line, sizeof line, "Zone marker value %.4f m",
+                      double(zone_max_station_height(effective_zone)));
+        lines.push_back(line);
+    }
+    std::snprintf(line, sizeof line, "Arrival >=5cm: %s   Bin: %s",
+                  station_arrival_text(arrival).c_str(), tsunami_height_color_bin(peak));
+    lines.push_back(line);
+    // 315 pixels less the 10-pixel indent and a 4-pixel margin: a longer line (a long zone
+    // name) is set smaller instead of running over the box's edge.
+    constexpr int kTextRoom = 315 - 10 - 4;
+    const int box_h = 150;
+
     const int cw = window->client_w, ch = window->client_h;
     const int right = cw - kInfoPanelWidthPx >= cw / 2 ? cw - kInfoPanelWidthPx : cw;
     const int mx = g_mouse_screen_x, my = g_mouse_screen_y;
@@ -224,35 +269,14 @@ void draw_hover_station_tooltip(DrawSurface* surface, const SceneWindow* window)
     int y = my + 165 < ch - 8 ? my + 16 : my - 166;
     x = std::max(x, 8);
     y = std::max(y, 8);
-    surface->rectangle(x, y, x + 315, y + 150, pen(0xFFF5AA), DrawBrush::solid(0x18181E));
+    surface->rectangle(x, y, x + 315, y + box_h, pen(0xFFF5AA), DrawBrush::solid(0x18181E));
 
-    const int effective_zone = station_effective_zone_id(i);
-    char line[256];
     int ty = y + 8;
     const int tx = x + 10;
-    surface->set_text_color(0xFFF5AA);
-    std::snprintf(line, sizeof line, "Obs #%d  station_id %d%s", i + 1, effective_zone,
-                  window->shift_down ? "  [SHIFT batch]" : "");
-    draw_text_line(surface, tx, &ty, line);
-    surface->set_text_color(0xEBEBEB);
-    std::snprintf(line, sizeof line, "%s", station_zone_name_for_display(i));
-    draw_text_line(surface, tx, &ty, line);
-    std::snprintf(line, sizeof line, "Grid %d,%d  sample %d,%d", gx, gy, sx, sy);
-    draw_text_line(surface, tx, &ty, line);
-    std::snprintf(line, sizeof line, "Live level %.4f m  %.2f cm", double(live),
-                  double(live) * 100.0);
-    draw_text_line(surface, tx, &ty, line);
-    std::snprintf(line, sizeof line, "Live rise %.4f m / Peak rise %.4f m",
-                  double(std::max(live, 0.0f)), double(peak));
-    draw_text_line(surface, tx, &ty, line);
-    if (g_coast_marker_use_zone_max) {
-        std::snprintf(line, sizeof line, "Zone marker value %.4f m",
-                      double(zone_max_station_height(effective_zone)));
-        draw_text_line(surface, tx, &ty, line);
+    for (std::size_t k = 0; k < lines.size(); ++k) {
+        surface->set_text_color(k == 0 ? 0xFFF5AA : 0xEBEBEB);
+        draw_text_line_fitted(surface, tx, &ty, lines[k].c_str(), kTextRoom);
     }
-    std::snprintf(line, sizeof line, "Arrival >=5cm: %s   Bin: %s",
-                  station_arrival_text(arrival).c_str(), tsunami_height_color_bin(peak));
-    draw_text_line(surface, tx, &ty, line);
 }
 
 // ---- Sources ---------------------------------------------------------------------------------
@@ -333,6 +357,7 @@ void draw_quick_ff_placement_preview(DrawSurface* surface) {
     float a0 = 0, b0 = 0;
     quick_ff_find_epicenter_cell(&erow, &ecol, &a0, &b0);
     const DrawPen preview = pen(0xFF00DC, 2);
+    int smallest_px = 1 << 20;  // the smallest patch outline on screen, across its box
     for (int i = 0; i < g_quick_ff_count && std::size_t(i) < g_quick_ff_rows.size(); ++i) {
         const QuickFfCell& c = g_quick_ff_rows[std::size_t(i)];
         if (!quick_ff_cell_active(c)) continue;
@@ -349,6 +374,12 @@ void draw_quick_ff_placement_preview(DrawSurface* surface) {
             pts[q] = grid_point_to_screen(mx + corner[q][0] * s[0] + corner[q][1] * d[0],
                                           my + corner[q][0] * s[1] + corner[q][1] * d[1]);
         surface->polygon(pts, 4, preview, DrawBrush::none());
+        int l = pts[0].x, r = l, t = pts[0].y, b = t;
+        for (const DrawPoint& q : pts) {
+            l = std::min(l, q.x), r = std::max(r, q.x);
+            t = std::min(t, q.y), b = std::max(b, q.y);
+        }
+        smallest_px = std::min(smallest_px, std::min(r - l, b - t));
     }
 
     const double big = std::max(len, 12.0);
@@ -369,8 +400,11 @@ void draw_quick_ff_placement_preview(DrawSurface* surface) {
             surface->line(tip.x, tip.y, hx, hy, arrow);
         }
     }
-    surface->line(tail.x - 8, tail.y - 8, tail.x + 8, tail.y + 8, preview);
-    surface->line(tail.x - 8, tail.y + 8, tail.x + 8, tail.y - 8, preview);
+    // The 16-pixel cross would hide a patch smaller than itself (one patch at zoom 1): then it
+    // shrinks to sit inside the outline.
+    const int arm = std::clamp(smallest_px / 2 - 1, 2, 8);
+    surface->line(tail.x - arm, tail.y - arm, tail.x + arm, tail.y + arm, preview);
+    surface->line(tail.x - arm, tail.y + arm, tail.x + arm, tail.y - arm, preview);
 }
 
 // ---- The whole scene -------------------------------------------------------------------------
@@ -390,8 +424,13 @@ void draw_scene_to_hdc(DrawSurface* surface, const SceneWindow* window) {
         draw_hover_station_tooltip(surface, window);
     }
     if (g_show_source_markers) draw_source_markers(surface);
-    if (g_quick_ff_place_mode && g_mouse_grid_x >= 0 && g_mouse_grid_y >= 0)
-        draw_quick_ff_placement_preview(surface);
+    const bool preview = g_quick_ff_place_mode && g_mouse_grid_x >= 0 && g_mouse_grid_y >= 0;
+    if (preview) draw_quick_ff_placement_preview(surface);
+    // Markers and the preview are drawn after the tooltip and would cover its text: the box
+    // is drawn once more on top of them, so it stays legible.
+    if (!g_orvex_transmit_mode && ((g_show_source_markers && g_sources.count > 0) || preview))
+        draw_hover_station_tooltip(surface, window);
+    if (g_orvex_transmit_mode && g_shift_zone_assign_active) draw_shift_batch_highlights(surface);
     draw_info_panel(surface, window);
 }
 

@@ -14,6 +14,10 @@ namespace kaitoro {
 
 inline constexpr int kSceneLineHeight = 20;
 inline constexpr int kStatusWrapWidthPx = 296;
+// Room for a panel line from its left edge to 4 pixels short of the window's right edge.
+inline constexpr int kPanelTextWidthPx = 304;
+// Shown in the panel while transmit-only mode hides the wave.
+inline constexpr char kTransmitHintText[] = "Ctrl+R: show the wave";
 
 // Display options (keys and the settings window change them).
 extern int g_show_bathymetry;
@@ -59,12 +63,20 @@ void draw_time_series_markers(DrawSurface* surface);
 void draw_hover_station_highlight(DrawSurface* surface);
 int find_hover_station_at_screen(int sx, int sy);
 void draw_hover_station_tooltip(DrawSurface* surface, const SceneWindow* window);
+// Transmit-only mode hides the station markers: while a Shift batch collects stations, each
+// collected one is marked so the zone window that follows is no surprise.
+void draw_shift_batch_highlights(DrawSurface* surface);
 void draw_source_markers(DrawSurface* surface);
 void draw_quick_ff_placement_preview(DrawSurface* surface);
 void draw_info_panel(DrawSurface* surface, const SceneWindow* window);
 
 // One UTF-8 line at (x, *y); *y grows by a line.
 void draw_text_line(DrawSurface* surface, int x, int* y, const char* text);
+// The same, set smaller where it is wider than width_px (a line that fits is drawn exactly
+// as draw_text_line draws it).
+void draw_text_line_fitted(DrawSurface* surface, int x, int* y, const char* text, int width_px);
+// Top of the panel's 3 x 3 button block in a client area of that height (never above 330).
+int scene_panel_buttons_top(int client_h);
 // The status line g_status, wrapped to 296 pixels.
 void draw_text_wrapped(DrawSurface* surface, int x, int* y);
 // The lines the status wraps into (exposed for tests and the panel).

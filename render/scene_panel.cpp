@@ -117,7 +117,11 @@ void panel_line(DrawSurface* s, int x, int* y, const char* fmt, ...) {
     va_start(ap, fmt);
     std::vsnprintf(line, sizeof line, fmt, ap);
     va_end(ap);
-    draw_text_line(s, x, y, line);
+    draw_text_line_fitted(s, x, y, line, kPanelTextWidthPx);
+}
+
+void panel_text(DrawSurface* s, int x, int* y, const char* text) {
+    draw_text_line_fitted(s, x, y, text, kPanelTextWidthPx);
 }
 
 }  // namespace
@@ -125,6 +129,12 @@ void panel_line(DrawSurface* s, int x, int* y, const char* fmt, ...) {
 void draw_text_line(DrawSurface* surface, int x, int* y, const char* text) {
     const std::u32string s = displayable(text ? text : "", 1024);
     surface->text(x, *y, encode_utf8(s, 0, s.size()));
+    *y += kSceneLineHeight;
+}
+
+void draw_text_line_fitted(DrawSurface* surface, int x, int* y, const char* text, int width_px) {
+    const std::u32string s = displayable(text ? text : "", 1024);
+    surface->text_within(x, *y, encode_utf8(s, 0, s.size()), width_px);
     *y += kSceneLineHeight;
 }
 
@@ -170,6 +180,10 @@ void draw_text_wrapped(DrawSurface* surface, int x, int* y) {
         draw_text_line(surface, x, y, line.c_str());
 }
 
+int scene_panel_buttons_top(int client_h) {
+    return std::max(client_h - 112, 330);
+}
+
 float max_ocean_cell_height() {
     const std::size_t nx = g_grid.nx, ny = g_grid.ny;
     if (g_sim.nx != g_grid.nx || g_sim.max_height.size() < nx * (ny + 2)) return 0.0f;
@@ -189,12 +203,12 @@ void draw_info_panel(DrawSurface* surface, const SceneWindow* window) {
     const int x = right - 308;
     int y = 16;
     surface->set_text_color(kPanelText);
-    draw_text_line(surface, x, &y, "Kaitoro");
+    panel_text(surface, x, &y, "Kaitoro");
     y += 6;
     panel_line(surface, x, &y, "%s | %.2f h | %d step/frame", g_running ? "Running" : "Paused",
                g_time_s / 3600.0, g_steps_per_frame);
     if (g_orvex_transmit_mode) {
-        draw_text_line(surface, x, &y, "Mode: ORVEX transmit-only render");
+        panel_text(surface, x, &y, "Mode: ORVEX transmit-only render");
         panel_line(surface, x, &y, "Transmit-only sim cap: %d h", kTransmitLimitSeconds / 3600);
     }
     bool standard = false;
@@ -205,7 +219,7 @@ void draw_info_panel(DrawSurface* surface, const SceneWindow* window) {
     else
         panel_line(surface, x, &y, "Slip input %.2fm -> Mw %.2f, M0 %.2e",
                    double(g_new_source_height_m), double(moment_magnitude_from_m0(m0)), m0);
-    if (g_true_wave_speed) draw_text_line(surface, x, &y, "Wave speed: true sqrt(g h)");
+    if (g_true_wave_speed) panel_text(surface, x, &y, "Wave speed: true sqrt(g h)");
 
     // Peak estimate from the slip input, as the source design computes it for one dab.
     const double slip = g_new_source_height_m;
@@ -251,17 +265,24 @@ void draw_info_panel(DrawSurface* surface, const SceneWindow* window) {
     panel_line(surface, x, &y, "Wave layer: %s", kLayerNames[layer]);
     if (g_wave_layer_mode == 1 || g_wave_layer_mode == 2)
         panel_line(surface, x, &y, "Max ocean cell: %.2f m", double(max_ocean_cell_height()));
-    draw_text_line(surface, x, &y, "Render: cached visual base + wave overlay");
+    panel_text(surface, x, &y, "Render: cached visual base + wave overlay");
     y += 6;
     surface->set_text_color(kPanelHelp);
-    draw_text_line(surface, x, &y, "Draw source: left click/drag on map");
-    draw_text_line(surface, x, &y, "Hover marker: exact station popup");
+    panel_text(surface, x, &y, "Draw source: left click/drag on map");
+    panel_text(surface, x, &y, "Hover marker: exact station popup");
     panel_line(surface, x, &y, "View: Ctrl+wheel zoom %.2fx, Ctrl+drag pan, markers scale",
                g_view_zoom);
-    draw_text_line(surface, x, &y, "Buttons anchored bottom-right as 3x3 block");
+    panel_text(surface, x, &y, "Buttons anchored bottom-right as 3x3 block");
     y += 8;
     surface->set_text_color(kPanelStatus);
     draw_text_wrapped(surface, x, &y);
+    if (g_orvex_transmit_mode) {
+        // The wave stays hidden until Ctrl+R: say so just above the buttons, or below the
+        // status when a long status reaches down that far.
+        surface->set_text_color(kPanelHelp);
+        int hint_y = std::max(y + 4, scene_panel_buttons_top(window->client_h) - 26);
+        panel_text(surface, x, &hint_y, kTransmitHintText);
+    }
 }
 
 }  // namespace kaitoro

@@ -136,11 +136,22 @@ struct SmoothRaster {
         }
     }
 
+    bool painted(std::size_t k) const { return sum_w[k] > 0.1 && max_w[k] > 0.035; }
+
+    // True when the painted slip reaches the raster's edge, i.e. it is cut off there.
+    bool touches_edge() const {
+        for (int i = 0; i < w; ++i)
+            if (painted(std::size_t(i)) || painted(std::size_t(h - 1) * w + i)) return true;
+        for (int j = 0; j < h; ++j)
+            if (painted(std::size_t(j) * w) || painted(std::size_t(j) * w + w - 1)) return true;
+        return false;
+    }
+
     void paint(Rgb24Canvas* canvas, int px0, int py0, double max_slip) const {
         for (int j = 0; j < h; ++j)
             for (int i = 0; i < w; ++i) {
                 const std::size_t k = std::size_t(j) * w + i;
-                if (!(sum_w[k] > 0.1 && max_w[k] > 0.035)) continue;
+                if (!painted(k)) continue;
                 const double t = std::min(sum_ws[k] / sum_w[k] / max_slip, 1.0);
                 put(canvas, px0 + i, py0 + j, slip_fraction_rgb(t));
             }
@@ -168,6 +179,22 @@ void map_footprint_cells(const SlipPatch& p, double* len, double* wid) {
 int draw_text(Rgb24Canvas* c, int x, int y, const char* text, CanvasTextStyle style, int bold,
               std::uint32_t rgb) {
     return rgb24_draw_text_gdi(c, x, y, text, style, bold, rgb);
+}
+
+// A text at its usual place and size when it fits on the canvas; a wider one (a large slip,
+// a long value) is set smaller, down to 12 pixels, and then moved left so that every
+// character stays on the image.
+int draw_text_fitted(Rgb24Canvas* c, int x, int y, const char* text, CanvasTextStyle style,
+                     int bold, std::uint32_t rgb) {
+    int size = style == CanvasTextStyle::Small18 ? 18 : style == CanvasTextStyle::Medium20 ? 20 : 24;
+    if (style == CanvasTextStyle::Small18) bold = 0;
+    if (style == CanvasTextStyle::Heading24) bold = 1, rgb = 0x111111;
+    const int room = c->width - x;
+    int w = rgb24_text_width(text, size, bold);
+    if (w < 0 || w <= room) return draw_text(c, x, y, text, style, bold, rgb);
+    while (size > 12 && w > room) w = rgb24_text_width(text, --size, bold);
+    if (w > room) x = std::max(0, c->width - w);
+    return rgb24_draw_text(c, x, y, text, size, bold, rgb);
 }
 
 void draw_map_panel(const SlipMapModel& m, Rgb24Canvas* canvas) {
@@ -288,30 +315,41 @@ void draw_fault_plane_panel(const SlipMapModel& m, Rgb24Canvas* canvas) {
         bmin = std::min(bmin, b[i] - B / 2);
         bmax = std::max(bmax, b[i] + B / 2);
     }
-    const double pa = std::max(0.1 * (amax - amin), 10.0), pb = std::max(0.1 * (bmax - bmin), 8.0);
-    const double scale = std::min(620.0 / std::max(amax - amin + 2 * pa, 1.0),
-                                  738.0 / std::max(bmax - bmin + 2 * pb, 1.0));
-
-    SmoothRaster raster(kPlaneRasterW, kPlaneRasterH, amin - pa + 0.5 / scale,
-                        bmin - pb + 0.5 / scale, 1.0 / scale, 1.0 / scale);
+    std::vector<Footprint> feet;
+    feet.reserve(n);
     for (std::size_t i = 0; i < n; ++i) {
         const double A = std::max(double(m.patches[i].length_km), 1.0);
         const double B = std::max(double(m.patches[i].width_km), 1.0);
         // Panel x is along strike and y down dip: with s = 1, c = 0 the footprint's u is the
         // along offset and v the (negated) down-dip offset.
-        const Footprint f{a[i],
-                          b[i],
-                          1.0,
-                          0.0,
-                          A / 2,
-                          B / 2,
-                          std::max(0.48 * A, 2.8),
-                          std::max(0.48 * B, 2.3),
-                          1.9,
-                          m.patches[i].mean_slip()};
-        raster.add(f);
+        feet.push_back(Footprint{a[i],
+                                 b[i],
+                                 1.0,
+                                 0.0,
+                                 A / 2,
+                                 B / 2,
+                                 std::max(0.48 * A, 2.8),
+                                 std::max(0.48 * B, 2.3),
+                                 1.9,
+                                 m.patches[i].mean_slip()});
     }
-    raster.paint(canvas, kPlaneRasterX, kPlaneRasterY, m.max_slip_m);
+    double pa = std::max(0.1 * (amax - amin), 10.0), pb = std::max(0.1 * (bmax - bmin), 8.0);
+    // The smoothing spreads a patch about 1.2 patch lengths from its centre, which the margin
+    // of a small fault (one patch) does not hold: widen the margins until the slip no longer
+    // runs into the panel's edge. A fault that already fits is drawn at its usual scale.
+    for (int attempt = 0;; ++attempt) {
+        const double scale = std::min(620.0 / std::max(amax - amin + 2 * pa, 1.0),
+                                      738.0 / std::max(bmax - bmin + 2 * pb, 1.0));
+        SmoothRaster raster(kPlaneRasterW, kPlaneRasterH, amin - pa + 0.5 / scale,
+                            bmin - pb + 0.5 / scale, 1.0 / scale, 1.0 / scale);
+        for (const Footprint& f : feet) raster.add(f);
+        if (attempt == 8 || !raster.touches_edge()) {
+            raster.paint(canvas, kPlaneRasterX, kPlaneRasterY, m.max_slip_m);
+            break;
+        }
+        pa *= 1.5;
+        pb *= 1.5;
+    }
 
     draw_text(canvas, 832, 102, "Interpolated fault-plane view", CanvasTextStyle::Heading24, 1,
               0x111111);
@@ -334,7 +372,7 @@ void draw_colour_bar(const SlipMapModel& m, Rgb24Canvas* canvas) {
         rgb24_fill_rect_rgb(canvas, 1569, 779 - o, 1581, 781 - o, kLabelText);
         char label[32];
         std::snprintf(label, sizeof label, "%.1f", double(k) * m.max_slip_m / 5.0);
-        draw_text(canvas, 1587, 771 - o, label, CanvasTextStyle::Small18, 0, kDarkText);
+        draw_text_fitted(canvas, 1587, 771 - o, label, CanvasTextStyle::Small18, 0, kDarkText);
     }
 }
 
@@ -454,7 +492,7 @@ void slip_map_draw(const SlipMapModel& m, Rgb24Canvas* canvas) {
     rgb24_fill_rect(canvas, 0, 0, canvas->width - 1, canvas->height - 1);
     rgb24_fill_rect_rgb(canvas, 0, 0, canvas->width - 1, 75, 0xF7F7F7);
     rgb24_draw_text(canvas, 60, 20, "USGS-STYLE FINITE FAULT MODEL", 34, 1, 0x111111);
-    draw_text(canvas, 62, 55,
+    draw_text_fitted(canvas, 62, 55,
               "Smoothed finite-fault export from direct stamp patches | smoothed map overlay + "
               "interpolated fault-plane view",
               CanvasTextStyle::Medium20, 0, kSoftText);
@@ -464,15 +502,15 @@ void slip_map_draw(const SlipMapModel& m, Rgb24Canvas* canvas) {
 
     char line[160];
     std::snprintf(line, sizeof line, "Patches: %d", int(m.patches.size()));
-    draw_text(canvas, 1510, 820, line, CanvasTextStyle::Medium20, 1, kDarkText);
+    draw_text_fitted(canvas, 1510, 820, line, CanvasTextStyle::Medium20, 1, kDarkText);
     std::snprintf(line, sizeof line, "Maximum slip: %.2f m", double(m.max_slip_m));
-    draw_text(canvas, 1510, 848, line, CanvasTextStyle::Medium20, 1, kDarkText);
-    draw_text(canvas, 1510, 876, "X: Epicenter", CanvasTextStyle::Medium20, 1, 0x4D007A);
+    draw_text_fitted(canvas, 1510, 848, line, CanvasTextStyle::Medium20, 1, kDarkText);
+    draw_text_fitted(canvas, 1510, 876, "X: Epicenter", CanvasTextStyle::Medium20, 1, 0x4D007A);
     const double mw = moment_magnitude_from_m0(current_seismic_moment_nm());
     std::snprintf(line, sizeof line,
                   "Mw: %.2f  |  X: Epicenter = minimum rupture-delay patch centroid", mw);
-    draw_text(canvas, 60, 900, line, CanvasTextStyle::Medium20, 0, kDarkText);
-    draw_text(canvas, 60, 928,
+    draw_text_fitted(canvas, 60, 900, line, CanvasTextStyle::Medium20, 0, kDarkText);
+    draw_text_fitted(canvas, 60, 928,
               "Both panels use Gaussian/interpolated slip smoothing to bridge unnatural "
               "patch-to-patch gaps. In the fault-plane panel, the vertical axis is "
               "depth-oriented: top = shallow/up-dip, bottom = deep/down-dip.",

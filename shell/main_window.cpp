@@ -72,7 +72,7 @@ int g_pan_last_mouse_x = 0, g_pan_last_mouse_y = 0;
 int g_client_w = kMainWindowWidth, g_client_h = kMainWindowHeight;
 
 PixelRect panel_button_rect(int index, int client_w, int client_h) {
-    const int top = std::max(client_h - 112, 330);
+    const int top = scene_panel_buttons_top(client_h);
     return PixelRect{client_w - 308 + (index % 3) * 101, top + (index / 3) * 36, 93, 28};
 }
 
@@ -373,7 +373,16 @@ const char* key_guide_text() {
            "F, U, Del\n"
            "Shift hover stations, release: assign id/name to all touched\n"
            "Settings: Main/Colors/Preset tabs, dip, rupture, color settings\n"
-           "Esc: quit";
+           "Esc: quit\n"
+           "\n"
+           "More keys\n"
+           "Ctrl+R: transmit-only mode on/off (off shows the wave), Ctrl+Z: undo source edit\n"
+           "Ctrl+U: save finite-fault slip map PNG, L: load source CSV\n"
+           "Up/Down: steps per frame, -/+: new slip, [/ ]: new delay, </>: fault width\n"
+           "9/0: subsidence ratio, D: subsidence side, Q: source profile\n"
+           "3/4: coast energy loss, A: coast absorption, G: coast guard\n"
+           "P: coast markers, K: peak/live coast markers, M: source markers\n"
+           "H/V: flip view, F: double buffering";
 }
 
 void shell_reset_globals() {

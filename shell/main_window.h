@@ -12,6 +12,9 @@ inline constexpr char kMainWindowClass[] = "KaitoroWindowClass";
 inline constexpr char kMainWindowCaption[] = "Kaitoro - Default Coast Mask + Strong Absorber";
 inline constexpr int kMainWindowWidth = 1280;
 inline constexpr int kMainWindowHeight = 760;
+// The smallest client area that shows the panel's text above its three rows of buttons.
+inline constexpr int kMainWindowMinWidth = 760;
+inline constexpr int kMainWindowMinHeight = 680;
 inline constexpr int kMainTimerId = 1;
 inline constexpr int kMainTimerPeriodMs = 16;
 inline constexpr int kUiFontPixelHeight = 16;
@@ -88,7 +91,8 @@ void main_window_clear_sources(int record_undo);
 void open_or_raise_settings_window();
 void open_or_raise_quick_ff_editor();
 
-// The "Key guide" text, lines joined with LF.
+// The "Key guide" text, lines joined with LF: the documented guide, then the keys it leaves
+// out under "More keys".
 const char* key_guide_text();
 
 void shell_reset_globals();
