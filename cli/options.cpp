@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "core/driver.h"
@@ -187,7 +188,8 @@ std::string nearest_option(const std::string& typed, const std::vector<std::stri
 std::string source_tree_path(const char* relative) {
 #ifdef KAITORO_SOURCE_TREE
     const std::string p = std::string(KAITORO_SOURCE_TREE) + "/" + relative;
-    if (file_exists(p.c_str())) return p;
+    std::error_code ec;  // a folder (data/events) counts too
+    if (std::filesystem::exists(p, ec)) return p;
 #endif
     return relative;
 }
