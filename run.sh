@@ -29,7 +29,6 @@ else
     echo "No display found (neither DISPLAY nor WAYLAND_DISPLAY is set), so the desktop"
     echo "window cannot open here."
 fi
-echo "Running the headless command-line runner on a demonstration scenario instead"
-echo "(a 4 m uplift patch off the Pacific coast, 2 model hours); results go to out/demo."
-mkdir -p out/demo
-exec "$BUILD_DIR/kaitoro-cli" run --grid "$GRID" --demo-source --hours 2 --out out/demo "$@"
+echo "Running the headless demonstration instead: the 2011 Tohoku tsunami from the event"
+echo "library, every output into out/demo (kaitoro-cli demo; about half a minute)."
+exec "$BUILD_DIR/kaitoro-cli" demo --grid "$GRID" --out out/demo "$@"

@@ -44,43 +44,39 @@ int whole_number(const char* opt, const char* text, int lo, int hi) {
 
 BatchOptions parse_batch_options(int argc, char** argv) {
     BatchOptions o;
-    for (int i = 2; i < argc; ++i) {
-        const std::string a = argv[i];
-        auto value = [&]() -> const char* {
-            if (i + 1 >= argc) throw UsageError{a + " needs a value"};
-            return argv[++i];
-        };
-        if (a == "--db")
-            o.db = value();
-        else if (a == "--grid")
-            o.grid = value();
-        else if (a == "--jobs")
-            o.jobs = whole_number("--jobs", value(), 1, 1024);
-        else if (a == "--retry-failed")
+    for (OptionCursor c(argc, argv); c.next();) {
+        const std::string& a = c.arg();
+        if (c.is("--db"))
+            o.db = c.value();
+        else if (c.is("--grid"))
+            o.grid = c.value();
+        else if (c.is("--jobs"))
+            o.jobs = whole_number("--jobs", c.value(), 1, 1024);
+        else if (c.is("--retry-failed"))
             o.retry_failed = true;
-        else if (a == "--slice") {
-            const std::string v = value();
+        else if (c.is("--slice")) {
+            const std::string v = c.value();
             const std::size_t slash = v.find('/');
             if (slash == std::string::npos) throw UsageError{"--slice needs K/N"};
             o.slice_count = whole_number("--slice", v.substr(slash + 1).c_str(), 1, 1000000);
             o.slice_index =
                 whole_number("--slice", v.substr(0, slash).c_str(), 0, o.slice_count - 1);
-        } else if (a == "--slurm")
+        } else if (c.is("--slurm"))
             o.slurm = true;
-        else if (a == "--wait")
+        else if (c.is("--wait"))
             o.wait = true;
-        else if (a == "--partition")
-            o.partition = value();
-        else if (a == "--time-limit")
-            o.time_limit = value();
-        else if (a == "--array-size")
-            o.array_size = whole_number("--array-size", value(), 1, 100000);
-        else if (a == "--shard-dir")
-            o.shard_dir = value();
-        else if (!a.empty() && a[0] != '-' && o.table.empty())
+        else if (c.is("--partition"))
+            o.partition = c.value();
+        else if (c.is("--time-limit"))
+            o.time_limit = c.value();
+        else if (c.is("--array-size"))
+            o.array_size = whole_number("--array-size", c.value(), 1, 100000);
+        else if (c.is("--shard-dir"))
+            o.shard_dir = c.value();
+        else if (c.positional() && o.table.empty())
             o.table = a;
         else
-            throw UsageError{"unknown option for batch: " + a};
+            c.unknown("unknown option for batch: ");
     }
     if (o.table.empty()) throw UsageError{"batch needs a scenario table"};
     if (o.db.empty()) throw UsageError{"batch needs --db FILE"};
@@ -228,22 +224,18 @@ int cmd_batch(int argc, char** argv) {
 int cmd_run_scenario(int argc, char** argv) {
     const auto t0 = std::chrono::steady_clock::now();
     std::string table_path, id, db, grid;
-    for (int i = 2; i < argc; ++i) {
-        const std::string a = argv[i];
-        auto value = [&]() -> const char* {
-            if (i + 1 >= argc) throw UsageError{a + " needs a value"};
-            return argv[++i];
-        };
-        if (a == "--id")
-            id = value();
-        else if (a == "--db")
-            db = value();
-        else if (a == "--grid")
-            grid = value();
-        else if (!a.empty() && a[0] != '-' && table_path.empty())
+    for (OptionCursor c(argc, argv); c.next();) {
+        const std::string& a = c.arg();
+        if (c.is("--id"))
+            id = c.value();
+        else if (c.is("--db"))
+            db = c.value();
+        else if (c.is("--grid"))
+            grid = c.value();
+        else if (c.positional() && table_path.empty())
             table_path = a;
         else
-            throw UsageError{"unknown option for run-scenario: " + a};
+            c.unknown("unknown option for run-scenario: ");
     }
     if (table_path.empty() || id.empty() || db.empty())
         throw UsageError{"run-scenario needs TABLE --id ID --db FILE"};

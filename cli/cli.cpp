@@ -9,9 +9,13 @@
 namespace kaitoro::cli {
 
 int cli_main(int argc, char** argv) {
-    if (argc < 2 || !std::strcmp(argv[1], "--help") || !std::strcmp(argv[1], "-h")) {
-        std::fputs(kUsage, argc < 2 ? stderr : stdout);
-        return argc < 2 ? 2 : 0;
+    if (argc < 2) {
+        std::fputs(kShortUsage, stderr);
+        return 2;
+    }
+    if (!std::strcmp(argv[1], "--help") || !std::strcmp(argv[1], "-h")) {
+        std::fputs(kUsage, stdout);
+        return 0;
     }
     const std::string cmd = argv[1];
     try {
@@ -24,7 +28,12 @@ int cli_main(int argc, char** argv) {
         if (cmd == "lookup") return cmd_lookup(argc, argv);
         if (cmd == "summary") return cmd_summary(argc, argv);
         if (cmd == "merge") return cmd_merge(argc, argv);
-        throw UsageError{"unknown command: " + cmd};
+        if (cmd == "demo") return cmd_demo(argc, argv);
+        const std::string near = nearest_option(
+            cmd, {"run", "validate", "info", "batch", "run-scenario", "scenarios", "lookup",
+                  "summary", "merge", "demo"});
+        throw UsageError{"unknown command: " + cmd +
+                         (near.empty() ? "" : "; did you mean " + near + "?")};
     } catch (const UsageError& e) {
         std::fprintf(stderr, "kaitoro-cli: %s\n\n%s", e.message.c_str(), kUsage);
         return 2;

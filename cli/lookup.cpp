@@ -54,27 +54,22 @@ int cmd_lookup(int argc, char** argv) {
     double lat = 0, lon = 0, mw = 0;
     bool have_epi = false, have_mw = false, json = false;
     int count = 3;
-    for (int i = 2; i < argc; ++i) {
-        const std::string a = argv[i];
-        auto value = [&]() -> const char* {
-            if (i + 1 >= argc) throw UsageError{a + " needs a value"};
-            return argv[++i];
-        };
-        if (a == "--db")
-            db = value();
-        else if (a == "--json")
+    for (OptionCursor c(argc, argv); c.next();) {
+        if (c.is("--db"))
+            db = c.value();
+        else if (c.is("--json"))
             json = true;
-        else if (a == "--mw") {
-            mw = parse_number("--mw", value());
+        else if (c.is("--mw")) {
+            mw = parse_number("--mw", c.value());
             if (mw < 0 || mw > 10) throw UsageError{"--mw must be 0 to 10"};
             have_mw = true;
-        } else if (a == "--count") {
-            const double n = parse_number("--count", value());
+        } else if (c.is("--count")) {
+            const double n = parse_number("--count", c.value());
             if (n < 1 || n > 100 || n != std::floor(n))
                 throw UsageError{"--count must be 1 to 100"};
             count = int(n);
-        } else if (a == "--epicenter") {
-            const std::string v = value();
+        } else if (c.is("--epicenter")) {
+            const std::string v = c.value();
             const std::size_t comma = v.find(',');
             if (comma == std::string::npos) throw UsageError{"--epicenter needs LAT,LON"};
             lat = parse_number("--epicenter", v.substr(0, comma).c_str());
@@ -83,7 +78,7 @@ int cmd_lookup(int argc, char** argv) {
                 throw UsageError{"--epicenter needs a latitude and longitude in degrees"};
             have_epi = true;
         } else
-            throw UsageError{"unknown option for lookup: " + a};
+            c.unknown("unknown option for lookup: ");
     }
     if (db.empty() || !have_epi || !have_mw)
         throw UsageError{"lookup needs --db FILE --epicenter LAT,LON --mw M"};

@@ -12,12 +12,11 @@ namespace kaitoro::cli {
 int cmd_merge(int argc, char** argv) {
     std::string db;
     std::vector<std::string> shards;
-    for (int i = 2; i < argc; ++i) {
-        const std::string a = argv[i];
-        if (a == "--db") {
-            if (i + 1 >= argc) throw UsageError{"--db needs a value"};
-            db = argv[++i];
-        } else if (!a.empty() && a[0] != '-') {
+    for (OptionCursor c(argc, argv); c.next();) {
+        const std::string& a = c.arg();
+        if (c.is("--db")) {
+            db = c.value();
+        } else if (c.positional()) {
             std::error_code ec;
             if (std::filesystem::is_directory(a, ec)) {
                 const std::vector<std::string> in_dir = slurm_shard_paths(a);
@@ -29,7 +28,7 @@ int cmd_merge(int argc, char** argv) {
             } else
                 shards.push_back(a);
         } else
-            throw UsageError{"unknown option for merge: " + a};
+            c.unknown("unknown option for merge: ");
     }
     if (db.empty() || shards.empty()) throw UsageError{"merge needs --db FILE and SHARD|DIR..."};
     return merge_shards_into(db, shards);

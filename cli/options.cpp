@@ -1,10 +1,12 @@
 #include "cli/options.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "core/driver.h"
@@ -31,19 +33,21 @@ const char kUsage[] =
     "                                           the nearest scenarios' forecast-zone heights\n"
     "       kaitoro-cli summary --db FILE --out DIR [--grid PATH]\n"
     "                                           per zone and station maxima and exceedances\n"
+    "       kaitoro-cli demo [--out DIR] [--grid PATH] [--hours H]\n"
+    "                                           the 2011 Tohoku tsunami with every output\n"
+    "                                           (default out/demo, 9 model hours)\n"
     "\n"
     "GRID defaults to data/tsunami_data.bin beside the program's source tree, else\n"
     "tsunami_data.bin in the working directory.\n"
     "\n"
     "run options:\n"
+    " sources (the earthquake):\n"
     "  --grid PATH            grid data file (same as GRID)\n"
-    "  --colors FILE          colour scales for images from a settings file (default: built-in)\n"
     "  --overrides CSV        land overrides (grid_x,grid_y,mode) instead of the default search\n"
     "  --sources CSV          source points (grid_x,grid_y,height_m,delay_s); repeatable\n"
     "  --demo-source          add a 4 m uplift patch off the Sanriku coast\n"
     "  --preset FILE          load a preset (source and source-design settings) first; the\n"
     "                         other source options add to its source\n"
-    "  --save-preset FILE     save the applied source and the settings as a preset\n"
     "  --quick-ff FILE        place a finite-fault patch grid CSV (the editor's matrix file or\n"
     "                         any form it loads) with its delay-0 cell at --epicenter\n"
     "  --epicenter LAT,LON    epicentre in degrees for --quick-ff (e.g. 38.1,142.9)\n"
@@ -54,29 +58,23 @@ const char kUsage[] =
     "  --fault FILE           add a fault table (lat,lon,depth_km,strike_deg,dip_deg,rake_deg,\n"
     "                         length_km,width_km,slip_m[,rupture_s,reference]) as an elastic-\n"
     "                         dislocation (Okada 1985) source: uplift and subsidence; repeatable\n"
-    "  --horizontal-term      with --fault or --okada, add the sea-floor slope term of Tanioka\n"
-    "                         and Satake (1996): horizontal motion times the depth gradient\n"
-    "  --okada                place the --quick-ff patches as dislocation subfaults instead of\n"
-    "                         the slip-to-height stamps\n"
-    "  --true-speed           scale every coupling so waves travel at sqrt(g h) at each\n"
-    "                         latitude (off: the documented depth/18000 coupling)\n"
+    " run (how long, what to record):\n"
+    "  --hours H              model hours to run (default 2)\n"
+    "  --steps N              model steps of 15 s to run (instead of --hours)\n"
+    "  --no-transmit-limit    run past the 60 h transmit-only limit\n"
+    "  --station N            record the time series of station number N; repeatable\n"
     "  --gauge NAME,LAT,LON   record the sea-surface height every step at the sea cell nearest\n"
     "                         to that point (the run says which cell and how far); repeatable.\n"
     "                         All gauges go to gauges.csv (time_s, one column per gauge) and\n"
     "                         gauge_cells.csv (cell, depth, distance, arrival) in the output folder\n"
     "  --gauges CSV           add the gauges of a file of name,lat,lon lines; repeatable\n"
-    "  --station N            record the time series of station number N; repeatable\n"
-    "  --hours H              model hours to run (default 2)\n"
-    "  --steps N              model steps of 15 s to run (instead of --hours)\n"
-    "  --no-transmit-limit    run past the 60 h transmit-only limit\n"
+    " outputs:\n"
     "  --out DIR              output folder (default out)\n"
     "  --max-wave-png FILE    after the run, write the max-wave image (the O key's) to FILE\n"
+    "  --colors FILE          colour scales for images from a settings file (default: built-in)\n"
     "  --wave-layer 0|1|2     wave layer of that image: 2 adds arrival contours (default 0)\n"
     "  --slip-map-png FILE    write the finite-fault slip map of the placed patches to FILE\n"
-    "  --orvex-start-delay S  ORVEX start delay in seconds, 0..604800 (default 0); reports are\n"
-    "                         released when wall-clock time plus S reaches their model time,\n"
-    "                         so 604800 releases every report as soon as it is computed.\n"
-    "                         The outbox orvex_ws_outbox.jsonl is written into the output folder.\n"
+    "  --save-preset FILE     save the applied source and the settings as a preset\n"
     "  --netcdf FILE          write CF NetCDF-4 results: max height, arrival time, depth, land\n"
     "                         mask on the grid's lat/lon, and the stations with the --station\n"
     "                         series\n"
@@ -85,6 +83,18 @@ const char kUsage[] =
     "  --geojson FILE         write the stations and forecast zones as GeoJSON\n"
     "  --animate FILE         write an animation of the wave, FILE.mp4 (H.264) or FILE.gif\n"
     "  --frame-every MIN      one animation frame every MIN minutes of model time (default 5)\n"
+    " feed (the ORVEX outbox):\n"
+    "  --orvex-start-delay S  ORVEX start delay in seconds, 0..604800 (default 0); reports are\n"
+    "                         released when wall-clock time plus S reaches their model time,\n"
+    "                         so 604800 releases every report as soon as it is computed.\n"
+    "                         The outbox orvex_ws_outbox.jsonl is written into the output folder.\n"
+    " modes (beyond the documented model):\n"
+    "  --true-speed           scale every coupling so waves travel at sqrt(g h) at each\n"
+    "                         latitude (off: the documented depth/18000 coupling)\n"
+    "  --okada                place the --quick-ff patches as dislocation subfaults instead of\n"
+    "                         the slip-to-height stamps\n"
+    "  --horizontal-term      with --fault or --okada, add the sea-floor slope term of Tanioka\n"
+    "                         and Satake (1996): horizontal motion times the depth gradient\n"
     "\n"
     "validate options (each event of the library that has observations runs in the documented\n"
     "mode and with --true-speed, its fault table as the source, gauges at the observation points):\n"
@@ -127,6 +137,74 @@ const char kUsage[] =
     "  --shard-dir DIR        shard folder on a shared file system (default DB.shards)\n"
     "  --wait                 wait for the array to end, then merge its shards into --db\n";
 
+bool OptionCursor::next() {
+    if (++i_ >= argc_) return false;
+    arg_ = argv_[i_];
+    return true;
+}
+
+bool OptionCursor::is(const char* name) {
+    if (std::find(known_.begin(), known_.end(), name) == known_.end()) known_.push_back(name);
+    return arg_ == name;
+}
+
+const char* OptionCursor::value() {
+    if (i_ + 1 >= argc_) throw UsageError{arg_ + " needs a value"};
+    return argv_[++i_];
+}
+
+void OptionCursor::unknown(const std::string& prefix) const {
+    const std::string near = arg_.rfind("-", 0) == 0 ? nearest_option(arg_, known_) : "";
+    throw UsageError{prefix + arg_ + (near.empty() ? "" : "; did you mean " + near + "?")};
+}
+
+namespace {
+std::size_t edit_distance(const std::string& a, const std::string& b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
+    for (std::size_t i = 1; i <= a.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i;
+        for (std::size_t j = 1; j <= b.size(); ++j) {
+            const std::size_t up = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] != b[j - 1])});
+            diagonal = up;
+        }
+    }
+    return row[b.size()];
+}
+}  // namespace
+
+std::string nearest_option(const std::string& typed, const std::vector<std::string>& known) {
+    std::string best;
+    std::size_t best_distance = 3;  // more than two edits is another word, not a slip
+    for (const std::string& k : known) {
+        std::size_t d = edit_distance(typed, k);
+        // "--true" for "--true-speed": a name cut short is as good as one slip.
+        if (typed.size() >= 4 && k.rfind(typed, 0) == 0) d = std::min<std::size_t>(d, 1);
+        if (d < best_distance) best_distance = d, best = k;
+    }
+    return best;
+}
+
+std::string source_tree_path(const char* relative) {
+#ifdef KAITORO_SOURCE_TREE
+    const std::string p = std::string(KAITORO_SOURCE_TREE) + "/" + relative;
+    std::error_code ec;  // a folder (data/events) counts too
+    if (std::filesystem::exists(p, ec)) return p;
+#endif
+    return relative;
+}
+
+const char kShortUsage[] =
+    "usage: kaitoro-cli run [GRID] [options]   run a scenario and write result tables\n"
+    "       kaitoro-cli demo [--out DIR]        the 2011 Tohoku tsunami with every output\n"
+    "       kaitoro-cli COMMAND [options]       also info, validate, scenarios, batch, merge,\n"
+    "                                           lookup and summary\n"
+    "       kaitoro-cli --help                  every command and option\n"
+    "\n"
+    "First time? Run the demonstration: kaitoro-cli demo   (results in out/demo)\n";
+
 std::string default_grid_path() {
 #ifdef KAITORO_DEFAULT_GRID
     if (file_exists(KAITORO_DEFAULT_GRID)) return KAITORO_DEFAULT_GRID;
@@ -161,68 +239,64 @@ constexpr double kMaxRunSeconds = 2147483647.0 - 3600.0;
 RunOptions parse_run_options(int argc, char** argv, bool info) {
     RunOptions o;
     for (int i = 0; i < argc; ++i) o.command_line += (i ? " " : "") + std::string(argv[i]);
-    for (int i = 2; i < argc; ++i) {
-        const std::string a = argv[i];
-        auto value = [&]() -> const char* {
-            if (i + 1 >= argc) throw UsageError{a + " needs a value"};
-            return argv[++i];
-        };
-        if (a == "--grid") o.grid = value();
-        else if (!a.empty() && a[0] != '-' && o.grid.empty()) o.grid = a;
-        else if (info) throw UsageError{"unknown option for info: " + a};
-        else if (a == "--overrides") o.overrides = value();
-        else if (a == "--sources") o.sources.push_back(value());
-        else if (a == "--demo-source") o.demo_source = true;
-        else if (a == "--preset") o.preset = value();
-        else if (a == "--save-preset") o.save_preset = value();
-        else if (a == "--station") {
-            const double n = parse_number("--station", value());
+    for (OptionCursor c(argc, argv); c.next();) {
+        const std::string& a = c.arg();
+        if (c.is("--grid")) o.grid = c.value();
+        else if (c.positional() && o.grid.empty()) o.grid = a;
+        else if (info) c.unknown("unknown option for info: ");
+        else if (c.is("--overrides")) o.overrides = c.value();
+        else if (c.is("--sources")) o.sources.push_back(c.value());
+        else if (c.is("--demo-source")) o.demo_source = true;
+        else if (c.is("--preset")) o.preset = c.value();
+        else if (c.is("--save-preset")) o.save_preset = c.value();
+        else if (c.is("--station")) {
+            const double n = parse_number("--station", c.value());
             if (n < 1 || n > 2147483647.0 || n != std::floor(n))
                 throw UsageError{"--station needs a station number"};
             o.stations.push_back(int(n));
-        } else if (a == "--hours") {
-            o.hours = parse_number("--hours", value());
+        } else if (c.is("--hours")) {
+            o.hours = parse_number("--hours", c.value());
             if (o.hours < 0) throw UsageError{"--hours must not be negative"};
             if (o.hours * 3600.0 > kMaxRunSeconds)
                 throw UsageError{"--hours must be at most " +
                                  std::to_string(int(kMaxRunSeconds / 3600.0))};
-        } else if (a == "--steps") {
-            const double n = parse_number("--steps", value());
+        } else if (c.is("--steps")) {
+            const double n = parse_number("--steps", c.value());
             if (n < 0 || n != std::floor(n)) throw UsageError{"--steps needs a whole number"};
             if (n * kModelStepSeconds > kMaxRunSeconds)
                 throw UsageError{"--steps must be at most " +
                                  std::to_string((long long)(kMaxRunSeconds / kModelStepSeconds))};
             o.steps = (long long)n;
-        } else if (a == "--no-transmit-limit") o.transmit_limit = false;
-        else if (a == "--out") o.out = value();
-        else if (a == "--max-wave-png") o.max_wave_png = value();
-        else if (a == "--colors") o.colors = value();
-        else if (a == "--slip-map-png") o.slip_map_png = value();
-        else if (a == "--wave-layer") {
-            const std::string v = value();
+        } else if (c.is("--no-transmit-limit")) o.transmit_limit = false;
+        else if (c.is("--out")) o.out = c.value();
+        else if (c.is("--max-wave-png")) o.max_wave_png = c.value();
+        else if (c.is("--colors")) o.colors = c.value();
+        else if (c.is("--slip-map-png")) o.slip_map_png = c.value();
+        else if (c.is("--wave-layer")) {
+            const std::string v = c.value();
             if (v != "0" && v != "1" && v != "2") throw UsageError{"--wave-layer needs 0, 1 or 2"};
             o.wave_layer = v[0] - '0';
         }
-        else if (a == "--orvex-start-delay") {
-            const double n = parse_number("--orvex-start-delay", value());
+        else if (c.is("--orvex-start-delay")) {
+            const double n = parse_number("--orvex-start-delay", c.value());
             if (n < 0 || n > kOrvexMaxStartDelaySeconds || n != std::floor(n))
                 throw UsageError{"--orvex-start-delay must be an integer from 0 to 604800 seconds"};
             o.orvex_start_delay_s = int(n);
         }
-        else if (a == "--quick-ff") o.quick_ff = value();
-        else if (a == "--fault") o.faults.push_back(value());
-        else if (a == "--true-speed") o.true_speed = true;
-        else if (a == "--gauge") {
-            o.gauges.push_back(value());
+        else if (c.is("--quick-ff")) o.quick_ff = c.value();
+        else if (c.is("--fault")) o.faults.push_back(c.value());
+        else if (c.is("--true-speed")) o.true_speed = true;
+        else if (c.is("--gauge")) {
+            o.gauges.push_back(c.value());
             Gauge g;
             std::string why;
             if (!gauge_parse_spec(o.gauges.back(), &g, &why)) throw UsageError{"--gauge " + why};
         }
-        else if (a == "--gauges") o.gauge_files.push_back(value());
-        else if (a == "--okada") o.okada = true;
-        else if (a == "--horizontal-term") o.horizontal_term = true;
-        else if (a == "--epicenter") {
-            const std::string v = value();
+        else if (c.is("--gauges")) o.gauge_files.push_back(c.value());
+        else if (c.is("--okada")) o.okada = true;
+        else if (c.is("--horizontal-term")) o.horizontal_term = true;
+        else if (c.is("--epicenter")) {
+            const std::string v = c.value();
             const std::size_t comma = v.find(',');
             if (comma == std::string::npos) throw UsageError{"--epicenter needs LAT,LON"};
             o.epicenter_lat = parse_number("--epicenter", v.substr(0, comma).c_str());
@@ -230,23 +304,23 @@ RunOptions parse_run_options(int argc, char** argv, bool info) {
             if (std::fabs(o.epicenter_lat) > 90 || std::fabs(o.epicenter_lon) > 360)
                 throw UsageError{"--epicenter needs a latitude and longitude in degrees"};
             o.has_epicenter = true;
-        } else if (a == "--strike") o.strike = parse_number("--strike", value());
-        else if (a == "--patch-length") {
-            o.patch_length = parse_number("--patch-length", value());
+        } else if (c.is("--strike")) o.strike = parse_number("--strike", c.value());
+        else if (c.is("--patch-length")) {
+            o.patch_length = parse_number("--patch-length", c.value());
             if (*o.patch_length <= 0) throw UsageError{"--patch-length must be above 0 km"};
-        } else if (a == "--patch-width") {
-            o.patch_width = parse_number("--patch-width", value());
+        } else if (c.is("--patch-width")) {
+            o.patch_width = parse_number("--patch-width", c.value());
             if (*o.patch_width <= 0) throw UsageError{"--patch-width must be above 0 km"};
-        } else if (a == "--depth") {
-            o.depth = parse_number("--depth", value());
+        } else if (c.is("--depth")) {
+            o.depth = parse_number("--depth", c.value());
             if (*o.depth < 0 || *o.depth > 700) throw UsageError{"--depth must be 0 to 700 km"};
         }
-        else if (a == "--netcdf") o.netcdf = value();
-        else if (a == "--geojson") o.geojson = value();
-        else if (a == "--animate") o.animate = value();
-        else if (a == "--snapshot-every") o.snapshot_every_s = parse_minutes(a, value());
-        else if (a == "--frame-every") o.frame_every_s = parse_minutes(a, value());
-        else throw UsageError{"unknown option: " + a};
+        else if (c.is("--netcdf")) o.netcdf = c.value();
+        else if (c.is("--geojson")) o.geojson = c.value();
+        else if (c.is("--animate")) o.animate = c.value();
+        else if (c.is("--snapshot-every")) o.snapshot_every_s = parse_minutes(a, c.value());
+        else if (c.is("--frame-every")) o.frame_every_s = parse_minutes(a, c.value());
+        else c.unknown("unknown option: ");
     }
     if (!o.quick_ff.empty() && !o.has_epicenter) throw UsageError{"--quick-ff needs --epicenter"};
     if (o.quick_ff.empty() && (o.has_epicenter || o.strike || o.patch_length || o.patch_width ||

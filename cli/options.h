@@ -2,6 +2,7 @@
 // file holds only what the command does.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -9,6 +10,8 @@
 namespace kaitoro::cli {
 
 extern const char kUsage[];
+// What `kaitoro-cli` with no arguments prints: the commands in brief and the demo recipe.
+extern const char kShortUsage[];
 
 // A bad command line: printed with the usage text, exit status 2.
 struct UsageError {
@@ -45,8 +48,40 @@ struct RunOptions {
     std::string command_line;  // for the NetCDF history
     std::vector<std::string> gauges;      // NAME,LAT,LON virtual gauges
     std::vector<std::string> gauge_files;  // CSV lists of them
+    // Called after the run's files are saved, while the model state is still there.
+    std::function<void()> after_run;
 };
 
+// Walks one subcommand's arguments. Every option name the command tests with `is` is
+// remembered, so an unknown option can be answered with the nearest one it knows.
+class OptionCursor {
+public:
+    OptionCursor(int argc, char** argv, int first = 2) : argc_(argc), argv_(argv), i_(first - 1) {}
+    // Moves to the next argument; false past the last.
+    bool next();
+    const std::string& arg() const { return arg_; }
+    bool is(const char* name);
+    // A word that is not an option (a file name, a table).
+    bool positional() const { return !arg_.empty() && arg_[0] != '-'; }
+    // The current option's value, consumed; a usage error when the line ends first.
+    const char* value();
+    // The usage error for the current argument: `prefix` + argument, plus the nearest known
+    // option when one is close enough to be a slip of the keyboard.
+    [[noreturn]] void unknown(const std::string& prefix) const;
+
+private:
+    int argc_;
+    char** argv_;
+    int i_;
+    std::string arg_;
+    std::vector<std::string> known_;
+};
+
+// The known option closest to `typed` (edit distance at most 2, or `typed` cut short), or "".
+std::string nearest_option(const std::string& typed, const std::vector<std::string>& known);
+
+// A file of the source tree (data/events/...), else the relative path as given.
+std::string source_tree_path(const char* relative);
 std::string default_grid_path();
 // A number option's value; anything but a whole finite number is a usage error.
 double parse_number(const char* opt, const char* text);
@@ -67,6 +102,7 @@ int cmd_scenarios(int argc, char** argv);
 int cmd_lookup(int argc, char** argv);
 int cmd_summary(int argc, char** argv);
 int cmd_merge(int argc, char** argv);
+int cmd_demo(int argc, char** argv);
 // Folds shard databases into `db`, printing what changed; 0 or the exit status.
 int merge_shards_into(const std::string& db, const std::vector<std::string>& shards);
 

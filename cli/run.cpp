@@ -460,6 +460,7 @@ int cmd_run(const RunOptions& o) {
     print_outbox_summary();
     std::printf("Model time %d s (%s), %lld steps in %.2f s, %.1f steps/s\n", g_time_s,
                 format_hms(g_time_s).c_str(), done, secs, secs > 0 ? double(done) / secs : 0.0);
+    if (o.after_run) o.after_run();
     driver_shutdown();
     // The save commands keep their status texts; every file that was not written is named
     // here and the run fails, so a script never takes a missing table for a result.

@@ -13,18 +13,13 @@ int cmd_scenarios(int argc, char** argv) {
     std::string trench_path, out;
     TrenchScenarioOptions o;
     bool have_mw = false, have_spacing = false, have_prefix = false;
-    for (int i = 2; i < argc; ++i) {
-        const std::string a = argv[i];
-        auto value = [&]() -> const char* {
-            if (i + 1 >= argc) throw UsageError{a + " needs a value"};
-            return argv[++i];
-        };
-        if (a == "--trench")
-            trench_path = value();
-        else if (a == "--out")
-            out = value();
-        else if (a == "--mw") {
-            const std::string v = value();
+    for (OptionCursor c(argc, argv); c.next();) {
+        if (c.is("--trench"))
+            trench_path = c.value();
+        else if (c.is("--out"))
+            out = c.value();
+        else if (c.is("--mw")) {
+            const std::string v = c.value();
             const std::size_t c1 = v.find(':'),
                               c2 = v.find(':', c1 == std::string::npos ? 0 : c1 + 1);
             if (c1 == std::string::npos || c2 == std::string::npos)
@@ -36,22 +31,22 @@ int cmd_scenarios(int argc, char** argv) {
                 (o.mw_max - o.mw_min) / o.mw_step > 1000)
                 throw UsageError{"--mw needs 5.0 <= MIN <= MAX <= 9.6 and a STEP above 0"};
             have_mw = true;
-        } else if (a == "--spacing-km") {
-            o.spacing_km = parse_number("--spacing-km", value());
+        } else if (c.is("--spacing-km")) {
+            o.spacing_km = parse_number("--spacing-km", c.value());
             if (o.spacing_km < 1 || o.spacing_km > 2000)
                 throw UsageError{"--spacing-km must be 1 to 2000 km"};
             have_spacing = true;
-        } else if (a == "--hours") {
-            o.hours = parse_number("--hours", value());
+        } else if (c.is("--hours")) {
+            o.hours = parse_number("--hours", c.value());
             if (o.hours <= 0 || o.hours > 60)
                 throw UsageError{"--hours must be above 0 and at most 60"};
-        } else if (a == "--true-speed")
+        } else if (c.is("--true-speed"))
             o.true_speed = true;
-        else if (a == "--id-prefix") {
-            o.id_prefix = value();
+        else if (c.is("--id-prefix")) {
+            o.id_prefix = c.value();
             have_prefix = true;
         } else
-            throw UsageError{"unknown option for scenarios: " + a};
+            c.unknown("unknown option for scenarios: ");
     }
     if (trench_path.empty() || !have_mw || !have_spacing)
         throw UsageError{"scenarios needs --trench FILE --mw MIN:MAX:STEP --spacing-km KM"};

@@ -117,20 +117,15 @@ bool write_map(const std::string& path, const std::map<int, Tally>& zones,
 
 int cmd_summary(int argc, char** argv) {
     std::string db, out, grid;
-    for (int i = 2; i < argc; ++i) {
-        const std::string a = argv[i];
-        auto value = [&]() -> const char* {
-            if (i + 1 >= argc) throw UsageError{a + " needs a value"};
-            return argv[++i];
-        };
-        if (a == "--db")
-            db = value();
-        else if (a == "--out")
-            out = value();
-        else if (a == "--grid")
-            grid = value();
+    for (OptionCursor c(argc, argv); c.next();) {
+        if (c.is("--db"))
+            db = c.value();
+        else if (c.is("--out"))
+            out = c.value();
+        else if (c.is("--grid"))
+            grid = c.value();
         else
-            throw UsageError{"unknown option for summary: " + a};
+            c.unknown("unknown option for summary: ");
     }
     if (db.empty() || out.empty()) throw UsageError{"summary needs --db FILE --out DIR"};
     if (grid.empty()) grid = default_grid_path();

@@ -37,14 +37,6 @@ struct ValidateOptions {
     bool keep_runs = false;
 };
 
-std::string source_tree_path(const char* relative) {
-#ifdef KAITORO_SOURCE_TREE
-    const std::string p = std::string(KAITORO_SOURCE_TREE) + "/" + relative;
-    if (fs::exists(p)) return p;
-#endif
-    return relative;
-}
-
 std::string lower(std::string s) {
     for (char& c : s) c = char(std::tolower(static_cast<unsigned char>(c)));
     return s;
@@ -52,31 +44,26 @@ std::string lower(std::string s) {
 
 ValidateOptions parse_validate_options(int argc, char** argv) {
     ValidateOptions o;
-    for (int i = 2; i < argc; ++i) {
-        const std::string a = argv[i];
-        auto value = [&]() -> const char* {
-            if (i + 1 >= argc) throw UsageError{a + " needs a value"};
-            return argv[++i];
-        };
-        if (a == "--grid")
-            o.grid = value();
-        else if (a == "--events")
-            o.events_dir = value();
-        else if (a == "--observations")
-            o.observations = value();
-        else if (a == "--out")
-            o.out = value();
-        else if (a == "--work")
-            o.work = value();
-        else if (a == "--event")
-            o.only.push_back(lower(value()));
-        else if (a == "--keep-runs")
+    for (OptionCursor c(argc, argv); c.next();) {
+        if (c.is("--grid"))
+            o.grid = c.value();
+        else if (c.is("--events"))
+            o.events_dir = c.value();
+        else if (c.is("--observations"))
+            o.observations = c.value();
+        else if (c.is("--out"))
+            o.out = c.value();
+        else if (c.is("--work"))
+            o.work = c.value();
+        else if (c.is("--event"))
+            o.only.push_back(lower(c.value()));
+        else if (c.is("--keep-runs"))
             o.keep_runs = true;
-        else if (a == "--hours") {
-            o.max_hours = parse_number("--hours", value());
+        else if (c.is("--hours")) {
+            o.max_hours = parse_number("--hours", c.value());
             if (o.max_hours <= 0) throw UsageError{"--hours must be above 0"};
         } else
-            throw UsageError{"unknown option for validate: " + a};
+            c.unknown("unknown option for validate: ");
     }
     if (o.grid.empty()) o.grid = default_grid_path();
     if (o.events_dir.empty()) o.events_dir = source_tree_path("data/events");
