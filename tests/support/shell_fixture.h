@@ -20,19 +20,11 @@
 
 namespace kaitoro::testing {
 
-// 120 x 80 cells 4000 m deep; land in columns 0..9, coastal stations on column 10 at rows 20,
-// 30 and 40 (zones 11, 12, 13). In a 1280 x 760 client the map is 8 pixels per cell.
+// The three-station coast; in a 1280 x 760 client the map is 8 pixels per cell.
 class ShellTest : public ::testing::Test {
   protected:
-    static constexpr int kNx = 120, kNy = 80;
-
     void SetUp() override {
-        GridSpec g = make_ocean(kNx, kNy, 4000.0f);
-        fill_rect(g, 0, 0, 9, kNy - 1, -50.0f);
-        g.add_station(10, 20, 11);
-        g.add_station(10, 30, 12);
-        g.add_station(10, 40, 13);
-        install_grid(load_spec(g));
+        install_grid(load_spec(three_station_coast()));
         set_platform(&fake_.fake);
         windows_.install();
         fake_.fake.exe_path = dir_.file("kaitoro");

@@ -27,6 +27,20 @@ void fill_rect(GridSpec& g, int x0, int y0, int x1, int y1, float depth_m) {
             g.at(x, y) = depth_m;
 }
 
+GridSpec three_station_coast() {
+    GridSpec g = make_ocean(120, 80, 4000.0f);
+    fill_rect(g, 0, 0, 9, 79, -50.0f);
+    for (int i = 0; i < 3; ++i) g.add_station(10, 20 + 10 * i, 11 + i);
+    return g;
+}
+
+bool write_west_coast_grid(const std::string& path) {
+    GridSpec g = make_ocean(60, 40, 2000.0f);
+    fill_rect(g, 0, 0, 8, 39, -20.0f);
+    add_coastal_stations(g, [](int, int y) { return y < 20 ? 12 : 11; });
+    return write_file_bytes(path, encode_grid_file(g));
+}
+
 void add_coastal_stations(GridSpec& g, int (*zone_of)(int x, int y)) {
     const int nx = int(g.nx), ny = int(g.ny);
     auto land = [&](int x, int y) {

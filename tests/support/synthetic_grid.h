@@ -31,6 +31,12 @@ void fill_rect(GridSpec& g, int x0, int y0, int x1, int y1, float depth_m);
 // Adds a station (zone given by zone_of(x, y)) on every sea cell that touches land
 // 4-neighbourly, numbered in row-major order from row 0.
 void add_coastal_stations(GridSpec& g, int (*zone_of)(int x, int y));
+// The desktop tests' map: 120 x 80 cells 4000 m deep, land in columns 0..9, stations on
+// column 10 at rows 20, 30 and 40 (zones 11, 12, 13).
+GridSpec three_station_coast();
+// The end-to-end runs' small sea: 60 x 40 cells 2000 m deep, land in columns 0..8, a station
+// on every coastal cell (zone 12 above row 20, 11 from it), written as a grid file to `path`.
+bool write_west_coast_grid(const std::string& path);
 
 // A full-size stand-in for the bundled grid until the real one is used: an ocean basin with a
 // continental coast in the west, an island arc with one-cell straits, a trench, lakes and
