@@ -376,8 +376,6 @@ TEST_F(ShellTest, ShiftHoverCollectsStationsAndReleaseOpensTheZoneWindow) {
     move_to_cell(10, 20, 0, 1);
     EXPECT_TRUE(starts_with(status(), "Hovering Shift zone batch: 1 station(s).")) << status();
     move_to_cell(10, 30, 0, 1);
-    EXPECT_EQ(g_shift_zone_assign_count, 2);
-
     EXPECT_EQ(main_window_key_up(kKeyShift), 1);
     testing::FakeControlWindow* w = windows_.open_window(&g_zone_assign_window_def);
     ASSERT_NE(w, nullptr);
@@ -485,7 +483,8 @@ TEST_F(ShellTest, ButtonsRunTheirCommandsAndTheKeyGuide) {
     EXPECT_TRUE(starts_with(guide, "Main mouse controls\n- Left click/drag: draw source;"));
     EXPECT_NE(guide.find("popup\n\nPanel buttons\n"), std::string::npos);
     EXPECT_NE(guide.find("toggles\n\nRemaining keyboard shortcuts\n"), std::string::npos);
-    EXPECT_NE(guide.find("\nEsc: quit\n\nMore keys\nCtrl+R: "), std::string::npos);
+    EXPECT_NE(guide.find("\nEsc: quit\n\nMore keys\nCtrl+R: transmit-only mode on/off"),
+              std::string::npos);
 
     main_window_button_command(kButtonSaveCsv);
     ASSERT_EQ(fake_.fake.save_requests.size(), 1u);

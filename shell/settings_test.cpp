@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "core/driver.h"
 #include "core/solver.h"
@@ -83,18 +84,11 @@ TEST_F(SettingsTest, TheFirstInvalidFieldInOrderIsReported) {
     EXPECT_EQ(last_box(),
               "Fault dip must be from 5 to 60 degrees. Use about 10-30 for subduction megathrust "
               "tests.");
-    w_->type(kSetEditSlip, "");
-    w_->press(kSetApplyNumeric);
-    EXPECT_EQ(last_box(), "Slip must be a number from 0.01 to 100 m.");
-    w_->type(kSetEditSlip, "1.5a");
-    w_->press(kSetApplyNumeric);
-    EXPECT_EQ(last_box(), "Slip must be a number from 0.01 to 100 m.");
-    w_->type(kSetEditSlip, "0x10");
-    w_->press(kSetApplyNumeric);
-    EXPECT_EQ(last_box(), "Slip must be a number from 0.01 to 100 m.");
-    w_->type(kSetEditSlip, "nan");
-    w_->press(kSetApplyNumeric);
-    EXPECT_EQ(last_box(), "Slip must be a number from 0.01 to 100 m.");
+    for (const char* slip : {"", "1.5a", "0x10", "nan"}) {
+        w_->type(kSetEditSlip, slip);
+        w_->press(kSetApplyNumeric);
+        EXPECT_EQ(last_box(), "Slip must be a number from 0.01 to 100 m.") << slip;
+    }
     w_->type(kSetEditSlip, "1.5");
     w_->type(kSetEditDelay, "12.5");
     w_->press(kSetApplyNumeric);
@@ -103,19 +97,13 @@ TEST_F(SettingsTest, TheFirstInvalidFieldInOrderIsReported) {
 }
 
 TEST_F(SettingsTest, ApplyStoresEveryFieldAndRoundsTheDelay) {
-    w_->type(kSetEditSlip, "1.5 \t\r\n");
-    w_->type(kSetEditDelay, "7");
-    w_->type(kSetEditWidth, "35");
-    w_->type(kSetEditSubsidence, "90");
-    w_->type(kSetEditDip, "5");
-    w_->type(kSetEditStrikeSlip, "25");
-    w_->type(kSetEditOpacity, "60");
-    w_->type(kSetEditRupture, "0.10");
-    w_->type(kSetEditSmooth, "0");
-    w_->type(kSetEditDepth, "700");
-    w_->type(kSetEditSpeed, "100");
-    w_->type(kSetEditCoastLoss, "95");
-    w_->type(kSetEditStartDelay, "604800");
+    const std::pair<int, const char*> typed[] = {
+        {kSetEditSlip, "1.5 \t\r\n"}, {kSetEditDelay, "7"},       {kSetEditWidth, "35"},
+        {kSetEditSubsidence, "90"},     {kSetEditDip, "5"},         {kSetEditStrikeSlip, "25"},
+        {kSetEditOpacity, "60"},        {kSetEditRupture, "0.10"},  {kSetEditSmooth, "0"},
+        {kSetEditDepth, "700"},         {kSetEditSpeed, "100"},     {kSetEditCoastLoss, "95"},
+        {kSetEditStartDelay, "604800"}};
+    for (const auto& [id, text] : typed) w_->type(id, text);
     ASSERT_EQ(apply_numeric_settings_from_edits(w_), 1);
     EXPECT_TRUE(fake_.fake.boxes.empty());
     EXPECT_EQ(std::string(g_status),
