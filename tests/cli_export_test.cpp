@@ -23,11 +23,8 @@ const std::string kPython = "/usr/bin/python3";
 class CliExportTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        auto g = testing::make_ocean(60, 40, 2000.0f);
-        testing::fill_rect(g, 0, 0, 8, 39, -20.0f);
-        testing::add_coastal_stations(g, [](int, int y) { return y < 20 ? 12 : 11; });
         grid_ = dir_.file("grid.bin");
-        testing::write_file_bytes(grid_, testing::encode_grid_file(g));
+        ASSERT_TRUE(testing::write_west_coast_grid(grid_));
         testing::write_text_file(dir_.file("src.csv"),
                                  "grid_x,grid_y,height_m,delay_s\n"
                                  "30,20,3.0,0\n31,20,3.0,0\n30,21,3.0,0\n31,21,3.0,0\n");
