@@ -124,38 +124,47 @@ TEST_F(QuickFfCsvTest, SavedFileLoadsBackToTheSameGrid) {
                  "Loaded quick finite-fault CSV: 5 cells (5 matrix rows, 0 list/ref rows).");
 }
 
-TEST_F(QuickFfCsvTest, TheFourExamplesOfTheNoCellsMessageLoad) {
-    EXPECT_EQ(load("cell,rel_s,rel_d,slip_m,delay_s,dip_deg\nA1,-2,-2,0.003,12,17\n"), 1);
-    EXPECT_EQ(cells(), "A1=0.003/12/17 ");
-    EXPECT_STREQ(g_status,
-                 "Loaded quick finite-fault CSV: 1 cells (0 matrix rows, 1 list/ref rows).");
-
-    EXPECT_EQ(load("row,A,B,C\n1,,\"12.5,60,15\",\n3,\"2\",,\"4,5\"\n"), 3);
-    EXPECT_EQ(cells(), "B1=12.5/60/15 A3=2/0/15 C3=4/5/15 ");
-
-    EXPECT_EQ(load("C3,12.5,60,15\n"), 1);
-    EXPECT_EQ(cells(), "C3=12.5/60/15 ");
-
-    EXPECT_EQ(load("12.5,60,15,8,90,20\n"), 2);
-    EXPECT_EQ(cells(), "A1=12.5/60/15 B1=8/90/20 ");
-    EXPECT_STREQ(g_status,
-                 "Loaded quick finite-fault CSV: 2 cells (1 matrix rows, 0 list/ref rows).");
-}
-
-TEST_F(QuickFfCsvTest, ListAndReferenceForms) {
-    // One field with an inline text, two fields, five fields, legacy six, lower-case names.
-    EXPECT_EQ(load("C3: 12.5/60/15\nD4,8/30\nE5,1,2,25,comment\nb2,0,0,3,4,50\n"), 4);
-    EXPECT_EQ(cells(), "B2=3/4/50 C3=12.5/60/15 D4=8/30/15 E5=1/2/25 ");
-
-    // Reference tokens, several per line; a cell beyond row 60 (Z70) is skipped.
-    EXPECT_EQ(load("C3 1/0/15,D3 2/10,Z70 5\nx,A7: 3\n"), 3);
-    EXPECT_EQ(cells(), "C3=1/0/15 D3=2/10/15 A7=3/0/15 ");
-    EXPECT_STREQ(g_status,
-                 "Loaded quick finite-fault CSV: 3 cells (0 matrix rows, 2 list/ref rows).");
-
-    // Lenient numbers in the five-field form: text reads as 0 (dip 0 becomes 5).
-    EXPECT_EQ(load("C3,4,soon,x\n"), 1);
-    EXPECT_EQ(cells(), "C3=4/0/5 ");
+// Every accepted form; the status names the matrix and list/reference rows it counted.
+TEST_F(QuickFfCsvTest, EachFormLoadsItsCells) {
+    const struct {
+        const char* csv;
+        int loaded;
+        const char* cells;
+        const char* status;  // nullptr: not checked
+    } cases[] = {
+        // The four examples of the no-cells message.
+        {"cell,rel_s,rel_d,slip_m,delay_s,dip_deg\nA1,-2,-2,0.003,12,17\n", 1, "A1=0.003/12/17 ",
+         "Loaded quick finite-fault CSV: 1 cells (0 matrix rows, 1 list/ref rows)."},
+        {"row,A,B,C\n1,,\"12.5,60,15\",\n3,\"2\",,\"4,5\"\n", 3,
+         "B1=12.5/60/15 A3=2/0/15 C3=4/5/15 ", nullptr},
+        {"C3,12.5,60,15\n", 1, "C3=12.5/60/15 ", nullptr},
+        {"12.5,60,15,8,90,20\n", 2, "A1=12.5/60/15 B1=8/90/20 ",
+         "Loaded quick finite-fault CSV: 2 cells (1 matrix rows, 0 list/ref rows)."},
+        // List forms: one field with an inline text, two, five, legacy six, lower-case names.
+        {"C3: 12.5/60/15\nD4,8/30\nE5,1,2,25,comment\nb2,0,0,3,4,50\n", 4,
+         "B2=3/4/50 C3=12.5/60/15 D4=8/30/15 E5=1/2/25 ", nullptr},
+        // Reference tokens, several per line; a cell beyond row 60 (Z70) is skipped.
+        {"C3 1/0/15,D3 2/10,Z70 5\nx,A7: 3\n", 3, "C3=1/0/15 D3=2/10/15 A7=3/0/15 ",
+         "Loaded quick finite-fault CSV: 3 cells (0 matrix rows, 2 list/ref rows)."},
+        // Lenient numbers in the five-field form: text reads as 0 (dip 0 becomes 5).
+        {"C3,4,soon,x\n", 1, "C3=4/0/5 ", nullptr},
+        // Spreadsheet exports: tabs, CRLF and a byte-order mark.
+        {"\xEF\xBB\xBFrow\tA\tB\tC\r\n1\t\t5,10\t\r\n2\t3\t\t\r\n", 3,
+         "B1=5/0/15 C1=10/0/15 A2=3/0/15 ", nullptr},
+        // Unnumbered rows under a header of column letters (skipped, not counted), with an
+        // empty row and trailing empty cells.
+        {"A,B,C\r\n1.5,,2.5,,\r\n,,,\r\n\"3,20,10\",,\r\n", 3,
+         "A1=1.5/0/15 C1=2.5/0/15 A3=3/20/10 ", nullptr},
+        // Unquoted triples padded by the spreadsheet; doubled quotes inside a quoted cell.
+        {"4,1,2,20,3,4,25,,,\n5,\"\"\"2\"\"\"\n", 3, "A4=1/2/20 B4=3/4/25 A5=2/0/15 ", nullptr},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(load(c.csv), c.loaded) << c.csv;
+        EXPECT_EQ(cells(), c.cells) << c.csv;
+        if (c.status) {
+            EXPECT_STREQ(g_status, c.status) << c.csv;
+        }
+    }
 }
 
 // Lines the format rules read in a way the user may not mean load as the rules say, and the
@@ -188,20 +197,6 @@ TEST_F(QuickFfCsvTest, AmbiguousLinesLoadAsDocumentedAndSayHow) {
         EXPECT_EQ(cells(), c.cells) << c.csv;
         EXPECT_STREQ(g_status, c.status) << c.csv;
     }
-}
-
-TEST_F(QuickFfCsvTest, SpreadsheetExportsTabsCrlfBomAndPadding) {
-    EXPECT_EQ(load("\xEF\xBB\xBFrow\tA\tB\tC\r\n1\t\t5,10\t\r\n2\t3\t\t\r\n"), 3);
-    EXPECT_EQ(cells(), "B1=5/0/15 C1=10/0/15 A2=3/0/15 ");
-
-    // Unnumbered rows under a header of column letters (which is skipped, not counted),
-    // with an empty row and trailing empty cells from the spreadsheet.
-    EXPECT_EQ(load("A,B,C\r\n1.5,,2.5,,\r\n,,,\r\n\"3,20,10\",,\r\n"), 3);
-    EXPECT_EQ(cells(), "A1=1.5/0/15 C1=2.5/0/15 A3=3/20/10 ");
-
-    // Unquoted triples padded by the spreadsheet; doubled quotes inside a quoted cell.
-    EXPECT_EQ(load("4,1,2,20,3,4,25,,,\n5,\"\"\"2\"\"\"\n"), 3);
-    EXPECT_EQ(cells(), "A4=1/2/20 B4=3/4/25 A5=2/0/15 ");
 }
 
 TEST_F(QuickFfCsvTest, RowNumbersRunningIndexAndLimits) {
