@@ -102,7 +102,6 @@ TEST_F(DesktopTest, SettingsApplyRejectsSpeedZeroAndChangesNothing) {
     auto* settings = dynamic_cast<ToolWindow*>(g_settings_hwnd);
     ASSERT_NE(settings, nullptr);
     EXPECT_EQ(settings->windowTitle().toStdString(), "Tsunami Settings");
-    EXPECT_EQ(settings->size(), QSize(740, 930));
 
     auto* slip = control<QLineEdit>(g_settings_hwnd, kSetEditSlip);
     auto* speed = control<QLineEdit>(g_settings_hwnd, kSetEditSpeed);
