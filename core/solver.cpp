@@ -752,6 +752,7 @@ Simulation create_simulation(const GridData* grid) {
 
 void reset_simulation(const GridData* grid, Simulation* sim) {
     if (!sim) return;
+    ++sim->resets;
     auto zero = [](auto& v) { std::fill(v.begin(), v.end(), 0); };
     zero(sim->eta);
     zero(sim->eta_prev);

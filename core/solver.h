@@ -50,6 +50,19 @@ struct SolverActivity {
     bool sources_known = false;             // false: rescan source_height before the next step
 };
 
+// Where the per-step station statistics read each station: its solver cell and shoreline
+// factor, for the stations that can report anything at all, in memory order. It depends on the
+// masks and depths, which change only together with a reset, so it is worked out once after
+// each reset instead of once per station and step.
+struct StationSampling {
+    std::uint64_t built_after_reset = 0;  // Simulation::resets when built; 0 = never
+    const GridData* grid = nullptr;
+    std::uint32_t station_count = 0;
+    std::vector<std::uint32_t> station;
+    std::vector<std::uint32_t> solver_index;
+    std::vector<float> factor;
+};
+
 struct Simulation {
     std::uint32_t nx = 0, ny = 0;
     std::uint32_t bordered_rows = 0;  // ny + 2
@@ -72,6 +85,8 @@ struct Simulation {
 
     SolverPlan plan;
     SolverActivity activity;
+    std::uint64_t resets = 0;  // how many times reset_simulation has run on it
+    StationSampling station_sampling;
 
     std::size_t bordered_index(int x, int y) const { return std::size_t(y + 1) * nx + x; }
     std::size_t solver_index_of_cell(int x, int y) const {

@@ -1,5 +1,6 @@
 #include "core/stations.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -187,19 +188,26 @@ int count_enabled_stations(const GridData* grid) {
     return n;
 }
 
-float station_observed_height_m(const GridData* grid, const Simulation* sim, int i) {
-    if (!grid || !sim || !station_is_enabled(grid, i)) return 0.0f;
+namespace {
+
+// The solver cell whose eta stands for station i, or -1 when the station cannot report: not
+// enabled, no usable sample cell, or a sample cell that is hidden, solid or off the solver.
+long long station_solver_index(const GridData* grid, const Simulation* sim, int i) {
+    if (!station_is_enabled(grid, i)) return -1;
     const long long cell = station_sample_cell_of(grid, i);
-    if (!grid->cell_valid(cell)) return 0.0f;
-    if ((std::size_t)cell < grid->hidden.size() && grid->hidden[cell]) return 0.0f;
-    if ((std::size_t)cell < grid->solid.size() && grid->solid[cell]) return 0.0f;
+    if (!grid->cell_valid(cell)) return -1;
+    if ((std::size_t)cell < grid->hidden.size() && grid->hidden[cell]) return -1;
+    if ((std::size_t)cell < grid->solid.size() && grid->solid[cell]) return -1;
     const long long sx = cell % grid->nx + sim->pad;
     const long long sy = cell / grid->nx + sim->pad;
-    if (sx >= sim->snx || sy >= sim->sny) return 0.0f;
+    if (sx >= sim->snx || sy >= sim->sny) return -1;
     const std::size_t s = (std::size_t)sy * sim->snx + (std::size_t)sx;
-    if (s >= sim->eta.size()) return 0.0f;
-    const float eta = sim->eta[s];
-    if (eta >= kWallThreshold) return 0.0f;
+    if (s >= sim->eta.size()) return -1;
+    return (long long)s;
+}
+
+// The factor that turns eta at station i's sample cell into the shoreline-equivalent height.
+float station_height_factor(const GridData* grid, const Simulation* sim, long long cell) {
     float depth = 1.0f;
     if ((std::size_t)cell < grid->effective_depth_m.size())
         depth = grid->effective_depth_m[cell];
@@ -211,23 +219,69 @@ float station_observed_height_m(const GridData* grid, const Simulation* sim, int
     if ((std::size_t)cell < p.arrival_factor.size() &&
         (std::size_t)cell < p.arrival_factor_depth.size() && p.arrival_factor_depth[cell] == h &&
         p.arrival_factor[cell] != 0.0f)
-        return eta * p.arrival_factor[cell];
-    return eta * station_shoreline_equiv_factor(h);
+        return p.arrival_factor[cell];
+    return station_shoreline_equiv_factor(h);
+}
+
+void build_station_sampling(const GridData* grid, Simulation* sim) {
+    StationSampling& s = sim->station_sampling;
+    struct Entry {
+        std::uint32_t solver_index, station;
+        float factor;
+    };
+    std::vector<Entry> entries;
+    const std::size_t tracked = std::min(sim->station_max_m.size(), sim->station_arrival_s.size());
+    for (std::uint32_t u = 0; u < grid->station_count && u < tracked; ++u) {
+        const long long si = station_solver_index(grid, sim, int(u));
+        if (si < 0) continue;
+        const float f = station_height_factor(grid, sim, station_sample_cell_of(grid, int(u)));
+        entries.push_back(Entry{std::uint32_t(si), u, f});
+    }
+    std::sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) {
+        return a.solver_index < b.solver_index;
+    });
+    s.station.resize(entries.size());
+    s.solver_index.resize(entries.size());
+    s.factor.resize(entries.size());
+    for (std::size_t k = 0; k < entries.size(); ++k) {
+        s.station[k] = entries[k].station;
+        s.solver_index[k] = entries[k].solver_index;
+        s.factor[k] = entries[k].factor;
+    }
+    s.grid = grid;
+    s.station_count = grid->station_count;
+    s.built_after_reset = sim->resets;
+}
+
+}  // namespace
+
+float station_observed_height_m(const GridData* grid, const Simulation* sim, int i) {
+    if (!grid || !sim) return 0.0f;
+    const long long s = station_solver_index(grid, sim, i);
+    if (s < 0) return 0.0f;
+    const float eta = sim->eta[std::size_t(s)];
+    if (eta >= kWallThreshold) return 0.0f;
+    return eta * station_height_factor(grid, sim, station_sample_cell_of(grid, i));
 }
 
 void update_station_stats(const GridData* grid, Simulation* sim, int t_s) {
     if (!grid || !sim) return;
-    for (std::uint32_t u = 0; u < grid->station_count; ++u) {
-        const int i = (int)u;
-        if (!station_is_enabled(grid, i)) continue;
-        if (!grid->cell_valid(station_sample_cell_of(grid, i))) continue;
-        float value = station_observed_height_m(grid, sim, i);
-        if (!(value > 0.0f)) value = 0.0f;
-        if (u < sim->station_max_m.size() && value > sim->station_max_m[u])
-            sim->station_max_m[u] = value;
-        if (u < sim->station_arrival_s.size() && sim->station_arrival_s[u] == 0 &&
-            value >= kArrivalThresholdM)
-            sim->station_arrival_s[u] = t_s;
+    StationSampling& s = sim->station_sampling;
+    if (s.built_after_reset != sim->resets || s.built_after_reset == 0 || s.grid != grid ||
+        s.station_count != grid->station_count)
+        build_station_sampling(grid, sim);
+    // A station whose height is not above zero changes neither its maximum nor its arrival.
+    const float* eta = sim->eta.data();
+    float* max_m = sim->station_max_m.data();
+    std::int32_t* arrival_s = sim->station_arrival_s.data();
+    for (std::size_t k = 0; k < s.station.size(); ++k) {
+        const float e = eta[s.solver_index[k]];
+        if (e >= kWallThreshold) continue;
+        const float value = e * s.factor[k];
+        if (!(value > 0.0f)) continue;
+        const std::uint32_t u = s.station[k];
+        if (value > max_m[u]) max_m[u] = value;
+        if (arrival_s[u] == 0 && value >= kArrivalThresholdM) arrival_s[u] = t_s;
     }
 }
 
