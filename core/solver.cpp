@@ -28,6 +28,14 @@
 #include <omp.h>
 #endif
 
+// The row kernels are also built for AVX2 where GCC builds for x86-64. That build has no FMA,
+// and the whole program is built with -ffp-contract=off (GCC would fuse a*b+c wherever the
+// target has FMA), so both builds round every operation exactly as written.
+#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__)
+#include <immintrin.h>
+#define KAITORO_AVX2_KERNELS 1
+#endif
+
 namespace kaitoro {
 
 int g_coast_reflection_absorb_enabled = 1;
@@ -81,6 +89,7 @@ struct StepView {
     const float* coef_ne;
     const float* coef_nw;
     const float* self_coef;
+    const std::uint8_t* coastal;
     const float* damping;  // (pad + 1) rows of snx, by margin depth of the row
     const float* arrival_factor;
     float* height;
@@ -98,10 +107,12 @@ struct StepView {
     const std::int32_t* live_before;  // eta of the step before, which this step overwrites
     std::int32_t* live_next;          // written by this step
     const std::int32_t* source_cols;  // per grid row: the columns holding a source
+    const std::uint8_t* raised_last;  // per solver row of eta_prev: may hold a dynamic wall
+    std::uint8_t* raised_next;        // the same for the field this step writes
 };
 
 // The cell kernels must be inlined into the row loops: only there are they compiled for the
-// row loop's instruction set (see KAITORO_ROW_KERNEL), and a call per cell would cost more
+// row loop's instruction set (see solver_kernels.inc), and a call per cell would cost more
 // than the cell.
 #if defined(__GNUC__)
 #define KAITORO_INLINE inline __attribute__((always_inline))
@@ -138,58 +149,10 @@ struct ScalarLanes {
 };
 
 #if defined(__GNUC__)
-// Eight floats. Where the step is built for AVX2 that is one register; elsewhere the compiler
-// splits it into two SSE halves. Either way every lane does the scalar operations exactly.
-// The lanes never cross a function boundary that is not inlined, so the vector ABI note GCC
-// gives for 32-byte values without AVX does not concern us.
-// GCC reports that note at the end of the file, so it stays off to the end.
+// The 32-byte vector lanes never cross a function boundary that is not inlined, so the vector
+// ABI note GCC gives for them without AVX does not concern us. GCC reports that note at the
+// end of the file, so it stays off to the end.
 #pragma GCC diagnostic ignored "-Wpsabi"
-struct VectorLanes {
-    typedef float F __attribute__((vector_size(32)));
-    typedef std::int32_t I __attribute__((vector_size(32)));
-    typedef std::int64_t Pairs __attribute__((vector_size(32)));
-    using M = I;  // all-ones / all-zeros per lane, as vector compares produce
-    static constexpr int kWidth = 8;
-    KAITORO_INLINE static F load(const float* p) {
-        F v;
-        std::memcpy(&v, p, sizeof v);
-        return v;
-    }
-    KAITORO_INLINE static void store(float* p, const F& v) { std::memcpy(p, &v, sizeof v); }
-    KAITORO_INLINE static I load_i(const std::int32_t* p) {
-        I v;
-        std::memcpy(&v, p, sizeof v);
-        return v;
-    }
-    KAITORO_INLINE static void store_i(std::int32_t* p, const I& v) {
-        std::memcpy(p, &v, sizeof v);
-    }
-    KAITORO_INLINE static F splat(float f) { return F{} + f; }
-    KAITORO_INLINE static I splat_i(std::int32_t i) { return I{} + i; }
-    KAITORO_INLINE static M both(const M& a, const M& b) { return a & b; }
-    KAITORO_INLINE static M either(const M& a, const M& b) { return a | b; }
-    KAITORO_INLINE static F sel(const M& m, const F& a, const F& b) { return m ? a : b; }
-    KAITORO_INLINE static I sel_i(const M& m, const I& a, const I& b) { return m ? a : b; }
-    KAITORO_INLINE static M and_not(const M& a, const M& b) { return a & ~b; }
-    KAITORO_INLINE static F mul(const F& a, const F& b) { return a * b; }
-    // -0.0 is not quiet: the full step would turn it into +0.
-    KAITORO_INLINE static M nonzero_bits(const F& a) { return (I)a != I{}; }
-    KAITORO_INLINE static bool any(const M& m) {
-        const Pairs w = (Pairs)m;
-        return ((w[0] | w[1]) | (w[2] | w[3])) != 0;
-    }
-};
-#define KAITORO_HAVE_VECTOR_LANES 1
-#endif
-
-// The two row kernels are built twice on x86-64 Linux, plain and for AVX2, and the loader picks
-// one for the machine. The AVX2 build has no FMA, and the whole program is built with
-// -ffp-contract=off (GCC would fuse a*b+c wherever the target has FMA), so both builds round
-// every operation exactly as written.
-#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && defined(__linux__)
-#define KAITORO_ROW_KERNEL __attribute__((target_clones("avx2", "default")))
-#else
-#define KAITORO_ROW_KERNEL
 #endif
 
 // Neighbour offsets of one cell's inputs, in the order the terms are summed:
@@ -253,56 +216,6 @@ struct InnerInputs {
     }
 };
 
-template <class L, bool kDiagonal>
-KAITORO_INLINE typename L::F neighbour_term(const typename L::F& sum, const float* value,
-                                            const float* coef, const typename L::F& e0,
-                                            const typename L::F& ghost, const typename L::F& cb) {
-    using F = typename L::F;
-    const F v = L::load(value);
-    const F c = L::load(coef);
-    // Open unless the edge is closed for good or the neighbour is a wall right now.
-    const typename L::M open = L::both(c != L::splat(0.0f), v < L::splat(kWallThreshold));
-    const F val = L::sel(open, v, ghost);
-    const F k = L::sel(open, c, cb);
-    if constexpr (kDiagonal) return sum + L::mul(L::mul(val - e0, L::splat(kDiagonalWeight)), k);
-    return sum + L::mul(val - e0, k);
-}
-
-// New eta and rate of L::kWidth consecutive cells starting at solver index i. Returns the lanes
-// that are not quiet afterwards: eta or rate not bitwise +0, static walls left out (they hold
-// the wall marker in both fields for good).
-template <class L, class In>
-KAITORO_INLINE typename L::M step_cells(const StepView& v, std::size_t i, const In& in,
-                                        const float* damp) {
-    using F = typename L::F;
-    const F e0 = L::load(v.eta_prev + i);
-    const F cs = L::load(v.self_coef + i);
-    const typename L::M fixed_wall = cs == L::splat(0.0f);
-    const typename L::M wall = L::either(fixed_wall, e0 >= L::splat(kWallThreshold));
-    const typename L::M coastal = cs < L::splat(0.0f);
-    const F cb = L::sel(coastal, -cs, cs);
-    const F ghost = L::mul(e0, L::sel(coastal, L::splat(v.ghost_r), L::splat(1.0f)));
-    F sum = L::splat(0.0f);
-    // Unrolled by hand: the order is the documented one, the diagonal weight a constant.
-    sum = neighbour_term<L, true>(sum, in.value_of(0), in.coef_of(0), e0, ghost, cb);
-    sum = neighbour_term<L, false>(sum, in.value_of(1), in.coef_of(1), e0, ghost, cb);
-    sum = neighbour_term<L, true>(sum, in.value_of(2), in.coef_of(2), e0, ghost, cb);
-    sum = neighbour_term<L, false>(sum, in.value_of(3), in.coef_of(3), e0, ghost, cb);
-    sum = neighbour_term<L, false>(sum, in.value_of(4), in.coef_of(4), e0, ghost, cb);
-    sum = neighbour_term<L, true>(sum, in.value_of(5), in.coef_of(5), e0, ghost, cb);
-    sum = neighbour_term<L, false>(sum, in.value_of(6), in.coef_of(6), e0, ghost, cb);
-    sum = neighbour_term<L, true>(sum, in.value_of(7), in.coef_of(7), e0, ghost, cb);
-    sum = sum + L::load(v.rate + i);
-    const F d = L::load(damp);
-    const F r = L::mul(sum, d);
-    const F e = L::mul(e0 + r, d);
-    const F e_out = L::sel(wall, L::splat(kWallEta), e);
-    const F r_out = L::sel(wall, L::splat(0.0f), r);
-    L::store(v.eta + i, e_out);
-    L::store(v.rate + i, r_out);
-    return L::and_not(L::either(L::nonzero_bits(e_out), L::nonzero_bits(r_out)), fixed_wall);
-}
-
 inline int margin_depth_of_row(int sy, int pad, int ny) {
     const int gy = sy - pad;
     const int ky = gy < 0 ? -gy : (gy >= ny ? gy - ny + 1 : 0);
@@ -334,29 +247,63 @@ Span span_at(const std::int32_t* spans, int row) {
     return Span{spans[2 * row], spans[2 * row + 1]};
 }
 
-// Cells [x0, x1) of a row that has rows above and below, 1 <= x0, x1 <= snx - 1. Returns the
-// columns that are not quiet afterwards, to the nearest vector.
-KAITORO_ROW_KERNEL Span step_inner_span(const StepView& view, int sy, int x0, int x1) {
-    const StepView v = view;  // a private copy: the stores below cannot alias it
-    const std::size_t row = std::size_t(sy) * std::size_t(v.snx);
-    const float* damp = damping_row(v, sy);
-    Span live = kNoSpan;
-    int x = x0;
-#ifdef KAITORO_HAVE_VECTOR_LANES
-    for (; x + VectorLanes::kWidth <= x1; x += VectorLanes::kWidth)
-        if (VectorLanes::any(
-                step_cells<VectorLanes>(v, row + x, InnerInputs{v, row + x}, damp + x)))
-            live.add(x, x + VectorLanes::kWidth);
+// Smoothstep rise from the delay over the ramp; 0 before, the full height after.
+float source_target(float h, int delay_s, int t_s, int ramp_s) {
+    const float p = float(double(t_s) - double(delay_s)) / float(ramp_s);
+    if (p <= 0.0f) return 0.0f;
+    if (p < 1.0f) return h * p * p * (3.0f - 2.0f * p);
+    return h;
+}
+
+// Sources and the held-down cell, for one grid cell whose new eta and rate are written.
+// Returns whether a source lifted the cell to the wall threshold.
+bool apply_source_and_hold(const StepView& v, std::size_t i, std::size_t g) {
+    if (v.self_coef[i] == 0.0f || v.eta_prev[i] >= kWallThreshold) return false;
+    if (v.t_s != 0 && v.source_height[g] != 0.0f) {
+        const float target =
+            source_target(v.source_height[g], v.source_delay_s[g], v.t_s, v.ramp_s);
+        const float diff = target - v.source_applied[g];
+        if (std::fabs(diff) > kSourceEpsilon) {
+            v.eta[i] = v.eta[i] + diff;
+            v.source_applied[g] = target;
+        }
+    }
+    if (int(g) == v.damped_cell) {
+        v.eta[i] = v.eta[i] * kDampedCellFactor;
+        v.rate[i] = v.rate[i] * kDampedCellFactor;
+    }
+    return v.eta[i] >= kWallThreshold;
+}
+
+namespace portable {
+#include "core/solver_kernels.inc"
+}  // namespace portable
+
+#ifdef KAITORO_AVX2_KERNELS
+#pragma GCC push_options
+#pragma GCC target("avx2")
+namespace avx2 {
+#define KAITORO_KERNELS_AVX2 1
+#include "core/solver_kernels.inc"
+#undef KAITORO_KERNELS_AVX2
+}  // namespace avx2
+#pragma GCC pop_options
 #endif
-    for (; x < x1; ++x)
-        if (step_cells<ScalarLanes>(v, row + x, InnerInputs{v, row + x}, damp + x))
-            live.add(x, x + 1);
-    return live;
+
+// The row kernel for this machine: the AVX2 build where the processor has it.
+using InnerSpanKernel = Span (*)(const StepView&, int, int, int, bool*);
+bool g_portable_kernels_forced = false;
+InnerSpanKernel inner_span_kernel() {
+#ifdef KAITORO_AVX2_KERNELS
+    static const bool have_avx2 = __builtin_cpu_supports("avx2");
+    if (have_avx2 && !g_portable_kernels_forced) return avx2::step_inner_span;
+#endif
+    return portable::step_inner_span;
 }
 
 // A cell on the border of the solver domain: a missing neighbour reads as a closed edge.
-// Returns whether it is not quiet afterwards.
-bool step_border_cell(const StepView& v, int sx, int sy) {
+// Returns whether it is not quiet afterwards; sets *raised as step_inner_span does.
+bool step_border_cell(const StepView& v, int sx, int sy, bool* raised) {
     static const float kClosed = 0.0f;
     static const int kDx[8] = {-1, 0, 1, -1, 1, -1, 0, 1};
     static const int kDy[8] = {-1, -1, -1, 0, 0, 1, 1, 1};
@@ -378,85 +325,7 @@ bool step_border_cell(const StepView& v, int sx, int sy) {
             in.coef[k] = owner_array[k] + (i + std::ptrdiff_t(owner_dy[k]) * snx + owner_dx[k]);
         }
     }
-    return step_cells<ScalarLanes>(v, std::size_t(i), in, damping_row(v, sy) + sx);
-}
-
-// Smoothstep rise from the delay over the ramp; 0 before, the full height after.
-float source_target(float h, int delay_s, int t_s, int ramp_s) {
-    const float p = float(double(t_s) - double(delay_s)) / float(ramp_s);
-    if (p <= 0.0f) return 0.0f;
-    if (p < 1.0f) return h * p * p * (3.0f - 2.0f * p);
-    return h;
-}
-
-// Sources and the held-down cell, for one grid cell whose new eta and rate are written.
-void apply_source_and_hold(const StepView& v, std::size_t i, std::size_t g) {
-    if (v.self_coef[i] == 0.0f || v.eta_prev[i] >= kWallThreshold) return;
-    if (v.t_s != 0 && v.source_height[g] != 0.0f) {
-        const float target =
-            source_target(v.source_height[g], v.source_delay_s[g], v.t_s, v.ramp_s);
-        const float diff = target - v.source_applied[g];
-        if (std::fabs(diff) > kSourceEpsilon) {
-            v.eta[i] = v.eta[i] + diff;
-            v.source_applied[g] = target;
-        }
-    }
-    if (int(g) == v.damped_cell) {
-        v.eta[i] = v.eta[i] * kDampedCellFactor;
-        v.rate[i] = v.rate[i] * kDampedCellFactor;
-    }
-}
-
-// Height, maximum and arrival of L::kWidth grid cells from their final eta.
-// `watched_row`: the row has a source or the held-down cell; most rows have neither.
-template <class L>
-KAITORO_INLINE void record_cells(const StepView& v, std::size_t i, std::size_t g,
-                                 bool watched_row) {
-    using F = typename L::F;
-    const std::size_t b = g + std::size_t(v.nx);
-    const F zero = L::splat(0.0f);
-    // Sources are rare: look at single cells only when the group has one.
-    if (watched_row && ((v.t_s != 0 && L::any(L::load(v.source_height + g) != zero)) ||
-                        std::size_t(v.damped_cell) - g < std::size_t(L::kWidth)))
-        for (int k = 0; k < L::kWidth; ++k) apply_source_and_hold(v, i + k, g + k);
-
-    const typename L::M wall = L::either(L::load(v.self_coef + i) == zero,
-                                         L::load(v.eta_prev + i) >= L::splat(kWallThreshold));
-    const F e = L::load(v.eta + i);
-    const F pos = L::sel(e > zero, e, zero);
-    const F m = L::load(v.max_height + b);
-    L::store(v.height + b, L::sel(wall, zero, e));
-    // Maximum and arrival rarely change; leaving untouched lines clean saves their write-back.
-    const F m_new = L::sel(wall, zero, L::sel(pos > m, pos, m));
-    if (L::any(m_new != m)) L::store(v.max_height + b, m_new);
-    const typename L::I a = L::load_i(v.arrival_s + b);
-    // The factor never exceeds 7000^(1/4) < 9.15, so below kArrivalScreen a cell cannot arrive;
-    // that spares reading the factors for the faint ripples ahead of the wave.
-    const typename L::M waiting = L::both(a == L::splat_i(0), pos >= L::splat(kArrivalScreen));
-    typename L::I a_new = a;
-    if (L::any(waiting)) {
-        const typename L::M arrives =
-            L::both(waiting, pos * L::load(v.arrival_factor + g) >= L::splat(kArrivalHeight));
-        a_new = L::sel_i(arrives, L::splat_i(v.t_s), a);
-    }
-    a_new = L::sel_i(wall, L::splat_i(0), a_new);
-    if (L::any(a_new != a)) L::store_i(v.arrival_s + b, a_new);
-}
-
-// Grid columns [gx0, gx1) of a row, after their new eta and rate are written.
-KAITORO_ROW_KERNEL void finish_grid_row(const StepView& view, int sy, int gx0, int gx1) {
-    const StepView v = view;  // a private copy: the stores below cannot alias it
-    const std::size_t i0 = std::size_t(sy) * std::size_t(v.snx) + std::size_t(v.pad);
-    const std::size_t g0 = std::size_t(sy - v.pad) * std::size_t(v.nx);
-    const int gy = sy - v.pad;
-    const bool watched = (v.t_s != 0 && !span_at(v.source_cols, gy).empty()) ||
-                         (v.damped_cell >= 0 && v.damped_cell / v.nx == gy);
-    int gx = gx0;
-#ifdef KAITORO_HAVE_VECTOR_LANES
-    for (; gx + VectorLanes::kWidth <= gx1; gx += VectorLanes::kWidth)
-        record_cells<VectorLanes>(v, i0 + gx, g0 + gx, watched);
-#endif
-    for (; gx < gx1; ++gx) record_cells<ScalarLanes>(v, i0 + gx, g0 + gx, watched);
+    return portable::step_cells<ScalarLanes>(v, std::size_t(i), in, damping_row(v, sy) + sx, *raised);
 }
 
 // The columns of row sy that can change on this step: anything within one cell of a non-quiet
@@ -486,20 +355,21 @@ Span columns_to_step(const StepView& v, int sy) {
 void step_row(const StepView& v, int sy) {
     const Span todo = columns_to_step(v, sy);
     Span live = kNoSpan;
+    bool raised = false;  // cells left unvisited are quiet, so never raised
     if (!todo.empty()) {
         if (sy == 0 || sy == v.sny - 1) {
             for (int sx = todo.lo; sx < todo.hi; ++sx)
-                if (step_border_cell(v, sx, sy)) live.add(sx, sx + 1);
+                if (step_border_cell(v, sx, sy, &raised)) live.add(sx, sx + 1);
         } else {
-            if (todo.lo == 0 && step_border_cell(v, 0, sy)) live.add(0, 1);
-            const Span inner =
-                step_inner_span(v, sy, std::max(todo.lo, 1), std::min(todo.hi, v.snx - 1));
+            if (todo.lo == 0 && step_border_cell(v, 0, sy, &raised)) live.add(0, 1);
+            const Span inner = inner_span_kernel()(v, sy, std::max(todo.lo, 1),
+                                               std::min(todo.hi, v.snx - 1), &raised);
             live.add(inner.lo, inner.hi);
-            if (todo.hi == v.snx && step_border_cell(v, v.snx - 1, sy)) live.add(v.snx - 1, v.snx);
+            if (todo.hi == v.snx && step_border_cell(v, v.snx - 1, sy, &raised))
+                live.add(v.snx - 1, v.snx);
         }
         const int gy = sy - v.pad;
         if (gy >= 0 && gy < v.ny) {
-            finish_grid_row(v, sy, std::max(todo.lo - v.pad, 0), std::min(todo.hi - v.pad, v.nx));
             // A source writes eta after the quiet test.
             if (v.t_s != 0) {
                 const Span src = span_at(v.source_cols, gy);
@@ -509,6 +379,7 @@ void step_row(const StepView& v, int sy) {
     }
     v.live_next[2 * sy] = live.lo;
     v.live_next[2 * sy + 1] = live.hi;
+    v.raised_next[sy] = raised ? 1 : 0;
 }
 
 // How many threads step the rows. Two are faster on an idle machine; when another process
@@ -605,6 +476,7 @@ void build_plan(const GridData* grid, Simulation* sim) {
     tsunami_xcalloc(p.coef_ne, n);
     tsunami_xcalloc(p.coef_nw, n);
     tsunami_xcalloc(p.self_coef, n);
+    tsunami_xcalloc(p.coastal, n);
     tsunami_xcalloc(p.damping, std::size_t(pad + 1) * std::size_t(snx));
     if (p.arrival_factor.size() != sim->grid_cells) {
         tsunami_xcalloc(p.arrival_factor, sim->grid_cells);
@@ -669,6 +541,7 @@ void build_plan(const GridData* grid, Simulation* sim) {
                 if (!grid_solid(gx, gy) && !hidden && !forced_sea && coast) cb = -cb;
             }
             p.self_coef[i] = cb;
+            p.coastal[i] = cb < 0.0f ? 1 : 0;
         }
     }
 
@@ -779,6 +652,10 @@ void reset_simulation(const GridData* grid, Simulation* sim) {
     solver_forget_quiet_cells(sim);
 }
 
+void solver_force_portable_kernels(bool portable) {
+    g_portable_kernels_forced = portable;
+}
+
 void free_simulation(Simulation* sim) {
     if (sim) *sim = Simulation{};
 }
@@ -794,6 +671,9 @@ void solver_forget_quiet_cells(Simulation* sim) {
     a.live_last.resize(2 * rows);
     a.live_before.resize(2 * rows);
     a.live_next.resize(2 * rows);
+    // Whatever was written from outside may hold dynamic walls anywhere.
+    a.raised_last.assign(rows, 1);
+    a.raised_next.assign(rows, 1);
     for (std::size_t r = 0; r < rows; ++r)
         for (auto* spans : {&a.live_last, &a.live_before}) {
             (*spans)[2 * r] = 0;
@@ -828,7 +708,8 @@ void simulate_one_step(const GridData* grid, Simulation* sim, int t_s) {
     SolverActivity& act = sim->activity;
     if (act.live_last.size() != 2 * std::size_t(sim->sny) ||
         act.live_before.size() != act.live_last.size() ||
-        act.live_next.size() != act.live_last.size())
+        act.live_next.size() != act.live_last.size() || act.raised_last.size() != sim->sny ||
+        act.raised_next.size() != sim->sny)
         solver_forget_quiet_cells(sim);
     if (!act.sources_known) find_source_columns(sim);
 
@@ -850,6 +731,7 @@ void simulate_one_step(const GridData* grid, Simulation* sim, int t_s) {
     v.coef_ne = p.coef_ne.data();
     v.coef_nw = p.coef_nw.data();
     v.self_coef = p.self_coef.data();
+    v.coastal = p.coastal.data();
     v.damping = p.damping.data();
     v.arrival_factor = p.arrival_factor.data();
     v.height = sim->height.data();
@@ -866,12 +748,15 @@ void simulate_one_step(const GridData* grid, Simulation* sim, int t_s) {
     v.live_before = act.live_before.data();
     v.live_next = act.live_next.data();
     v.source_cols = act.source_cols.data();
+    v.raised_last = act.raised_last.data();
+    v.raised_next = act.raised_next.data();
 
     step_all_rows(v);
 
     // The last step's field is the one the next step overwrites.
     std::swap(act.live_before, act.live_last);
     std::swap(act.live_last, act.live_next);
+    std::swap(act.raised_last, act.raised_next);
 }
 
 float global_height_decay_per_step() {

@@ -24,6 +24,7 @@ struct SolverPlan {
     // Per solver cell: coupling towards a blocked neighbour; 0 = wall cell; negative = coastal
     // cell whose mirror value is scaled by the current reflection factor.
     std::vector<float> self_coef;
+    std::vector<std::uint8_t> coastal;  // per solver cell: 1 where self_coef is negative
     std::vector<float> damping;         // (pad + 1) rows of snx, by the margin depth of a row
     std::vector<float> arrival_factor;        // per grid cell: shoreline-equivalent factor
     std::vector<float> arrival_factor_depth;  // the depth each factor was computed for
@@ -47,6 +48,11 @@ struct SolverActivity {
     std::vector<std::int32_t> live_before;  // eta after the step before
     std::vector<std::int32_t> live_next;    // scratch for the step
     std::vector<std::int32_t> source_cols;  // per grid row: columns with a non-zero source
+    // Per solver row of the field the next step reads: 1 when the row may hold a cell that is
+    // not a static wall but has eta at or above the wall threshold (it then acts as a wall).
+    // Such cells are rare; where none is near, the step can take its plain arithmetic.
+    std::vector<std::uint8_t> raised_last;
+    std::vector<std::uint8_t> raised_next;
     bool sources_known = false;             // false: rescan source_height before the next step
 };
 
@@ -105,6 +111,10 @@ extern int g_true_wave_speed;
 // 1: the step measures whether one thread or all of them is faster right now (another process
 // may hold a core) and uses that. 0: always all threads, as OpenMP is set up.
 extern int g_solver_adaptive_threads;
+
+// The step runs an AVX2 build of its row loops where the processor has AVX2. true: the portable
+// build everywhere (both give the same bits; tests compare them).
+void solver_force_portable_kernels(bool portable);
 
 Simulation create_simulation(const GridData* grid);
 void reset_simulation(const GridData* grid, Simulation* sim);
