@@ -216,6 +216,23 @@ struct InnerInputs {
     }
 };
 
+// A cell on an edge of the solver domain: the neighbours in kMissing (bit k for neighbour k)
+// lie outside it and read as closed edges, value 0 and coupling 0; the others as for an inner
+// cell. The outside reads come from a block of zeros wide enough for one vector.
+alignas(32) constexpr float kClosedLanes[8] = {};
+constexpr unsigned kTopRow = 0x07u, kBottomRow = 0xE0u;       // neighbours 0-2, 5-7
+constexpr unsigned kWestColumn = 0x29u, kEastColumn = 0x94u;  // neighbours 0 3 5, 2 4 7
+template <unsigned kMissing>
+struct EdgeInputs {
+    InnerInputs in;
+    KAITORO_INLINE const float* value_of(int k) const {
+        return (kMissing >> k) & 1u ? kClosedLanes : in.value_of(k);
+    }
+    KAITORO_INLINE const float* coef_of(int k) const {
+        return (kMissing >> k) & 1u ? kClosedLanes : in.coef_of(k);
+    }
+};
+
 inline int margin_depth_of_row(int sy, int pad, int ny) {
     const int gy = sy - pad;
     const int ky = gy < 0 ? -gy : (gy >= ny ? gy - ny + 1 : 0);
@@ -290,19 +307,31 @@ namespace avx2 {
 #pragma GCC pop_options
 #endif
 
-// The row kernel for this machine: the AVX2 build where the processor has it.
-using InnerSpanKernel = Span (*)(const StepView&, int, int, int, bool*);
+// The row kernels for this machine: the AVX2 build where the processor has it.
+struct RowKernels {
+    Span (*inner_span)(const StepView&, int, int, int, bool*);
+    Span (*edge_row)(const StepView&, int, int, int, bool*);
+};
 bool g_portable_kernels_forced = false;
-InnerSpanKernel inner_span_kernel() {
+RowKernels row_kernels() {
 #ifdef KAITORO_AVX2_KERNELS
     static const bool have_avx2 = __builtin_cpu_supports("avx2");
-    if (have_avx2 && !g_portable_kernels_forced) return avx2::step_inner_span;
+    if (have_avx2 && !g_portable_kernels_forced)
+        return {avx2::step_inner_span, avx2::step_edge_row};
 #endif
-    return portable::step_inner_span;
+    return {portable::step_inner_span, portable::step_edge_row};
 }
 
-// A cell on the border of the solver domain: a missing neighbour reads as a closed edge.
-// Returns whether it is not quiet afterwards; sets *raised as step_inner_span does.
+// The first or last cell of an inner row.
+template <unsigned kMissing>
+bool step_column_edge_cell(const StepView& v, int sx, int sy, bool* raised) {
+    const std::size_t i = std::size_t(sy) * std::size_t(v.snx) + std::size_t(sx);
+    return portable::step_cells<ScalarLanes>(v, i, EdgeInputs<kMissing>{InnerInputs{v, i}},
+                                             damping_row(v, sy) + sx, *raised);
+}
+
+// A corner cell of the solver domain: a missing neighbour reads as a closed edge. Returns
+// whether it is not quiet afterwards; sets *raised as step_inner_span does.
 bool step_border_cell(const StepView& v, int sx, int sy, bool* raised) {
     static const float kClosed = 0.0f;
     static const int kDx[8] = {-1, 0, 1, -1, 1, -1, 0, 1};
@@ -357,17 +386,21 @@ void step_row(const StepView& v, int sy) {
     Span live = kNoSpan;
     bool raised = false;  // cells left unvisited are quiet, so never raised
     if (!todo.empty()) {
-        if (sy == 0 || sy == v.sny - 1) {
-            for (int sx = todo.lo; sx < todo.hi; ++sx)
-                if (step_border_cell(v, sx, sy, &raised)) live.add(sx, sx + 1);
-        } else {
-            if (todo.lo == 0 && step_border_cell(v, 0, sy, &raised)) live.add(0, 1);
-            const Span inner = inner_span_kernel()(v, sy, std::max(todo.lo, 1),
-                                               std::min(todo.hi, v.snx - 1), &raised);
-            live.add(inner.lo, inner.hi);
-            if (todo.hi == v.snx && step_border_cell(v, v.snx - 1, sy, &raised))
-                live.add(v.snx - 1, v.snx);
+        const RowKernels k = row_kernels();
+        const bool edge_row = sy == 0 || sy == v.sny - 1;
+        const int x0 = std::max(todo.lo, 1), x1 = std::min(todo.hi, v.snx - 1);
+        if (todo.lo == 0 && (edge_row ? step_border_cell(v, 0, sy, &raised)
+                                      : step_column_edge_cell<kWestColumn>(v, 0, sy, &raised)))
+            live.add(0, 1);
+        if (x0 < x1) {
+            const Span mid = (edge_row ? k.edge_row : k.inner_span)(v, sy, x0, x1, &raised);
+            live.add(mid.lo, mid.hi);
         }
+        const int east = v.snx - 1;
+        if (todo.hi == v.snx &&
+            (edge_row ? step_border_cell(v, east, sy, &raised)
+                      : step_column_edge_cell<kEastColumn>(v, east, sy, &raised)))
+            live.add(east, v.snx);
         const int gy = sy - v.pad;
         if (gy >= 0 && gy < v.ny) {
             // A source writes eta after the quiet test.
