@@ -1,0 +1,217 @@
+// Golden runs: a few kaitoro-cli sessions whose every output file and printed line must equal,
+// byte for byte, the copies under tests/golden/<scenario>/. NetCDF files are compared as
+// ncdump text and result databases as sqlite3 query text; images and videos by their bytes, or
+// by SHA-256 (tests/golden/<scenario>/sha256.txt) when large. After a deliberate change:
+//   KAITORO_UPDATE_GOLDEN=1 ctest -R Golden      (rewrites the files, and still fails)
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "batch/result_store.h"
+#include "tests/support/run_command.h"
+#include "tests/support/synthetic_grid.h"
+
+namespace kaitoro {
+namespace {
+
+namespace fs = std::filesystem;
+using Files = std::map<std::string, std::string>;  // path inside the scenario -> bytes
+
+const std::string kCli = KAITORO_CLI_PATH;
+const std::string kSource = KAITORO_SOURCE_DIR;
+const std::string kGolden = kSource + "/tests/golden/";
+
+struct Scenario {
+    const char* name;
+    // Command lines run in order from the scenario's work folder. {in} is tests/golden/inputs,
+    // ../grid.bin the 60 x 40 west-coast grid and ../bad.bin a grid file with a broken magic.
+    std::vector<std::string> steps;
+};
+
+const Scenario kScenarios[] = {
+    {"demo", {"demo --hours 0.5 --out out"}},
+    {"coast",
+     {"run ../grid.bin --sources {in}/src.csv --station 1 --station 40 --gauges {in}/gauges.csv "
+      "--hours 1 --max-wave-png out/max_wave.png --wave-layer 2 --save-preset preset.csv "
+      "--netcdf out/run.nc --snapshot-every 60 --geojson out/run.geojson --animate out/wave.gif "
+      "--frame-every 20 --orvex-start-delay 604800 --out out",
+      "info ../grid.bin"}},
+    {"quick_ff",
+     {"run ../grid.bin --quick-ff {in}/ff.csv --epicenter 24.84609,115.47419 --strike 370 "
+      "--patch-length 20 --depth 5 --hours 0.5 --slip-map-png out/slip.png "
+      "--max-wave-png out/max_wave.png --save-preset preset.csv --out out"}},
+    {"batch",
+     {"batch {in}/scenarios.csv --db r.sqlite --jobs 1",
+      "lookup --db r.sqlite --epicenter 38.3,143.0 --mw 7.9 --count 2",
+      "lookup --db r.sqlite --epicenter 39.4,143.1 --mw 7.5 --count 1 --json",
+      "summary --db r.sqlite --out summary"}},
+    {"errors",
+     {"", "--help", "rnu", "run --hour 1", "run --hours 1e300", "run --grid ../bad.bin",
+      "info missing.bin", "run ../grid.bin --fault {in}/bad_fault.csv --out out",
+      "run ../grid.bin --okada --out out",
+      "run ../grid.bin --quick-ff {in}/ff.csv --epicenter 10,100 --out out",
+      "run ../grid.bin --sources {in}/src.csv --steps 1 --slip-map-png out/slip.png --out out",
+      "run ../grid.bin --wave-layer 3", "run ../grid.bin --orvex-start-delay 604801",
+      "lookup --db none.sqlite --epicenter 38.3,143.0 --mw 8.5"}},
+};
+
+std::string replace_all(std::string text, const std::string& from, const std::string& to) {
+    for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
+        text.replace(at, from.size(), to);
+    return text;
+}
+
+// What differs from machine to machine or run to run, and nothing else: the folders, the
+// program's version, the NetCDF history's UTC stamp and the printed timings.
+std::string normalise(std::string text, const std::string& work) {
+    text = replace_all(text, work, "<WORK>");
+    text = replace_all(text, kCli, "<CLI>");
+    text = replace_all(text, kSource, "<SRC>");
+    text = replace_all(text, kaitoro_version(), "<VERSION>");
+    static const std::regex utc_stamp(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ)");
+    static const std::regex elapsed(R"((in |\()\d+\.\d+ s\b|\d+\.\d+ s( drawing))");
+    static const std::regex rate(R"(\d+\.\d+ (steps/s|scenarios/min))");
+    text = std::regex_replace(text, utc_stamp, "<UTC>");
+    text = std::regex_replace(text, elapsed, "$1<SECONDS> s$2");
+    return std::regex_replace(text, rate, "<RATE> $1");
+}
+
+std::string read_bytes(const fs::path& p) {
+    std::ifstream in(p, std::ios::binary);
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+std::string sha256(const std::string& bytes, const std::string& scratch) {
+    testing::write_text_file(scratch, bytes);
+    const auto r = testing::run_command("sha256sum " + scratch);
+    return r.out.substr(0, 64);
+}
+
+// Every file the scenario wrote, as the golden folder keeps it.
+Files collect_outputs(const std::string& work, const std::string& transcript,
+                      const std::string& scratch) {
+    Files files{{"transcript.txt", normalise(transcript, work)}};
+    std::string manifest;
+    std::vector<fs::path> paths;
+    for (const auto& e : fs::recursive_directory_iterator(work))
+        // SQLite's own journal files come and go with its connections.
+        if (e.is_regular_file() && !e.path().string().ends_with("-shm") &&
+            !e.path().string().ends_with("-wal"))
+            paths.push_back(e.path());
+    std::sort(paths.begin(), paths.end());
+    for (const fs::path& p : paths) {
+        std::string name = fs::relative(p, work).generic_string();
+        const std::string ext = p.extension().string();
+        std::string bytes;
+        bool binary = false;
+        if (ext == ".nc") {
+            bytes = testing::run_command("cd " + work + " && ncdump " + name).out, name += ".cdl";
+        } else if (ext == ".sqlite") {
+            // Rows in a fixed order, without the timings of each scenario.
+            bytes = testing::run_command(
+                        "sqlite3 -header -csv " + p.string() +
+                        " .schema 'SELECT id,line,params,kind,lat,lon,depth_km,mw,hours,"
+                        "true_speed,status,error,version FROM scenarios ORDER BY id' "
+                        "'SELECT * FROM zone_results ORDER BY scenario_id,zone_id' "
+                        "'SELECT scenario_id,count(*),sum(arrival_s),printf(\"%.9g\",total(max_height_m)) "
+                        "FROM station_results GROUP BY scenario_id ORDER BY 1'")
+                        .out;
+            name += ".sql";
+        } else {
+            bytes = read_bytes(p);
+            binary = ext == ".png" || ext == ".gif" || ext == ".mp4";
+        }
+        if (!binary) bytes = normalise(bytes, work);
+        if (bytes.size() < (binary ? 20000u : 200000u)) files[name] = bytes;
+        else manifest += sha256(bytes, scratch) + "  " + name + "\n";
+    }
+    if (!manifest.empty()) files["sha256.txt"] = manifest;
+    return files;
+}
+
+Files read_golden(const std::string& dir) {
+    Files files;
+    if (!fs::is_directory(dir)) return files;
+    for (const auto& e : fs::recursive_directory_iterator(dir))
+        if (e.is_regular_file())
+            files[fs::relative(e.path(), dir).generic_string()] = read_bytes(e.path());
+    return files;
+}
+
+// The first line where two texts part, with its number and both versions.
+std::string first_difference(const std::string& want, const std::string& got) {
+    std::istringstream a(want), b(got);
+    std::string la, lb;
+    for (int line = 1;; ++line) {
+        const bool more_a = bool(std::getline(a, la)), more_b = bool(std::getline(b, lb));
+        if (!more_a && !more_b) return "  (they differ only in the final newline)\n";
+        if (!more_a || !more_b || la != lb)
+            return "  line " + std::to_string(line) + "\n    golden: " +
+                   (more_a ? la : "<end of file>") + "\n    now:    " +
+                   (more_b ? lb : "<end of file>") + "\n";
+    }
+}
+
+void PrintTo(const Scenario& s, std::ostream* os) { *os << s.name; }
+
+class Golden : public ::testing::TestWithParam<Scenario> {};
+
+TEST_P(Golden, EveryOutputMatchesItsGoldenCopy) {
+    const Scenario& s = GetParam();
+    testing::TempDir dir;
+    ASSERT_TRUE(testing::write_west_coast_grid(dir.file("grid.bin")));
+    auto bad = testing::encode_grid_file(testing::make_ocean(4, 4, 10.0f));
+    bad[13] = 'X';
+    ASSERT_TRUE(testing::write_file_bytes(dir.file("bad.bin"), bad));
+    const std::string work = dir.file("work");
+    fs::create_directories(work);
+
+    std::string transcript;
+    for (const std::string& step : s.steps) {
+        const std::string args = replace_all(step, "{in}", kGolden + "inputs");
+        const auto r = testing::run_command("cd " + work + " && " + kCli + " " + args);
+        transcript += "$ kaitoro-cli " + step + "\n" + r.out + "[exit " +
+                      std::to_string(r.code) + "]\n";
+    }
+    const Files now = collect_outputs(work, transcript, dir.file("hash.tmp"));
+    const std::string golden_dir = kGolden + s.name;
+
+    if (std::getenv("KAITORO_UPDATE_GOLDEN")) {
+        fs::remove_all(golden_dir);
+        for (const auto& [name, bytes] : now) {
+            fs::create_directories(fs::path(golden_dir + "/" + name).parent_path());
+            testing::write_text_file(golden_dir + "/" + name, bytes);
+        }
+        FAIL() << "golden files rewritten in " << golden_dir
+               << "; review them with git diff and run again without KAITORO_UPDATE_GOLDEN";
+    }
+
+    const Files want = read_golden(golden_dir);
+    std::string report;
+    for (const auto& [name, bytes] : want)
+        if (!now.count(name)) report += name + ": not written any more\n";
+    for (const auto& [name, bytes] : now) {
+        const auto it = want.find(name);
+        if (it == want.end()) report += name + ": new file, no golden copy\n";
+        else if (it->second != bytes) report += name + ":\n" + first_difference(it->second, bytes);
+    }
+    EXPECT_EQ(report, "") << "outputs of scenario " << s.name << " differ from " << golden_dir
+                          << "\nIf the change is intended: KAITORO_UPDATE_GOLDEN=1 ctest -R Golden, "
+                             "then review git diff tests/golden";
+}
+
+INSTANTIATE_TEST_SUITE_P(Cli, Golden, ::testing::ValuesIn(kScenarios),
+                         [](const auto& p) { return std::string(p.param.name); });
+
+}  // namespace
+}  // namespace kaitoro
