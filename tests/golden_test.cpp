@@ -31,36 +31,87 @@ const std::string kGolden = kSource + "/tests/golden/";
 
 struct Scenario {
     const char* name;
-    // Command lines run in order from the scenario's work folder. {in} is tests/golden/inputs,
-    // ../grid.bin the 60 x 40 west-coast grid and ../bad.bin a grid file with a broken magic.
+    // Command lines run in order from the scenario's work folder: kaitoro-cli's arguments, or a
+    // shell command after "!". {in} is tests/golden/inputs, ../grid.bin the 60 x 40 west-coast
+    // grid and ../bad.bin a grid file with a broken magic.
     std::vector<std::string> steps;
 };
+
+const std::string kSrc = "../grid.bin --sources {in}/src.csv --out out ";
+const std::string kFf = "../grid.bin --quick-ff {in}/ff.csv --out out ";
 
 const Scenario kScenarios[] = {
     {"demo", {"demo --hours 0.5 --out out"}},
     {"coast",
-     {"run ../grid.bin --sources {in}/src.csv --station 1 --station 40 --gauges {in}/gauges.csv "
-      "--hours 1 --max-wave-png out/max_wave.png --wave-layer 2 --save-preset preset.csv "
-      "--netcdf out/run.nc --snapshot-every 60 --geojson out/run.geojson --animate out/wave.gif "
-      "--frame-every 20 --orvex-start-delay 604800 --out out",
+     {"run " + kSrc +
+          "--station 1 --station 40 --gauges {in}/gauges.csv --hours 1 "
+          "--max-wave-png out/max_wave.png --wave-layer 2 --save-preset preset.csv --netcdf "
+          "out/run.nc --snapshot-every 60 --geojson out/run.geojson --animate out/wave.gif "
+          "--frame-every 20 --orvex-start-delay 604800",
       "info ../grid.bin"}},
     {"quick_ff",
-     {"run ../grid.bin --quick-ff {in}/ff.csv --epicenter 24.84609,115.47419 --strike 370 "
-      "--patch-length 20 --depth 5 --hours 0.5 --slip-map-png out/slip.png "
-      "--max-wave-png out/max_wave.png --save-preset preset.csv --out out"}},
+     {"run " + kFf +
+          "--epicenter 24.84609,115.47419 --strike 370 --patch-length 20 --depth 5 --hours 0.5 "
+          "--slip-map-png out/slip.png --max-wave-png out/max_wave.png --save-preset preset.csv",
+      "run ../grid.bin --preset preset.csv --save-preset again.csv --steps 8 --out out2"}},
+    {"fault",
+     {"run --fault {in}/thrust_broken.csv --station 3297 --hours 0.5 --out out",
+      "run --quick-ff <SRC>/data/examples/tohoku2011_like_ff.csv --epicenter 38.10,142.86 "
+      "--strike 193 --okada --true-speed --steps 4 --out out2"}},
+    // Three observation points on the coast: arrivals every five minutes and the six-hour
+    // warning check, all released at once; then a run without delay empties a stale outbox.
+    {"feed",
+     {"!cp {in}/orvex_observation_points.csv .",
+      "run " + kSrc + "--hours 6.05 --orvex-start-delay 604800",
+      "!mkdir out2 && echo '{\"stale\":true}' > out2/orvex_ws_outbox.jsonl",
+      "run ../grid.bin --sources {in}/src.csv --hours 1 --out out2"}},
     {"batch",
      {"batch {in}/scenarios.csv --db r.sqlite --jobs 1",
+      "batch {in}/scenarios.csv --db r.sqlite --jobs 1",
+      "batch {in}/scenarios.csv --db r.sqlite --jobs 1 --retry-failed",
+      "!sqlite3 r.sqlite \"DELETE FROM station_results WHERE scenario_id='m80'; DELETE FROM "
+      "zone_results WHERE scenario_id='m80'; DELETE FROM scenarios WHERE id='m80';\"",
+      "batch {in}/scenarios.csv --db r.sqlite --jobs 1",
       "lookup --db r.sqlite --epicenter 38.3,143.0 --mw 7.9 --count 2",
       "lookup --db r.sqlite --epicenter 39.4,143.1 --mw 7.5 --count 1 --json",
       "summary --db r.sqlite --out summary"}},
+    {"validate", {"validate --event noto --hours 0.75 --out docs"}},
+    {"usage_errors",
+     {"", "--help", "rnu", "run --hour 1", "run --true", "run --bogus x", "info --gird g",
+      "batch t.csv --jbos 2", "lookup --jsno", "demo --hour 1", "validate --events",
+      "run --hours", "run --hours abc", "run --station 0", "info --sources x.csv",
+      "run --hours 1e300", "run --hours 0x10", "run --steps 1e19", "run --station 1e10",
+      "run --okada", "run --wave-layer 3", "run --orvex-start-delay 604801",
+      "run --orvex-start-delay -1", "run --orvex-start-delay 1.5", "run --orvex-start-delay soon",
+      "run --animate a.avi", "run --snapshot-every 5", "run --netcdf r.nc --snapshot-every 0.1",
+      "run --animate a.gif --frame-every 0", "run --preset", "run --quick-ff ff.csv",
+      "run --quick-ff ff.csv --epicenter 38", "run --quick-ff ff.csv --epicenter a,b",
+      "run --quick-ff ff.csv --epicenter 38,", "run --quick-ff ff.csv --epicenter 95,140",
+      "run --quick-ff ff.csv --epicenter 38,140 --strike east",
+      "run --quick-ff ff.csv --epicenter 38,140 --patch-width 0",
+      "run --quick-ff ff.csv --epicenter 38,140 --depth -1",
+      "run --quick-ff ff.csv --epicenter 38,140 --patch-length", "run --epicenter 38,140",
+      "run --strike 10"}},
     {"errors",
-     {"", "--help", "rnu", "run --hour 1", "run --hours 1e300", "run --grid ../bad.bin",
-      "info missing.bin", "run ../grid.bin --fault {in}/bad_fault.csv --out out",
-      "run ../grid.bin --okada --out out",
-      "run ../grid.bin --quick-ff {in}/ff.csv --epicenter 10,100 --out out",
-      "run ../grid.bin --sources {in}/src.csv --steps 1 --slip-map-png out/slip.png --out out",
-      "run ../grid.bin --wave-layer 3", "run ../grid.bin --orvex-start-delay 604801",
-      "lookup --db none.sqlite --epicenter 38.3,143.0 --mw 8.5"}},
+     {"run --grid ../bad.bin", "info missing.bin", "info {in}",
+      "run ../grid.bin --sources none.csv", "run ../grid.bin --sources {in}/empty_sources.csv",
+      "run ../grid.bin --fault {in}/bad_fault.csv", "run " + kFf + "--epicenter 10,100",
+      "run ../grid.bin --quick-ff missing.csv --epicenter 24.8,115.5",
+      "run ../grid.bin --quick-ff {in}/ff_empty.csv --epicenter 24.8,115.5",
+      "run ../grid.bin --quick-ff {in}/ff_zero.csv --epicenter 24.8,115.5",
+      "run " + kSrc + "--steps 1 --slip-map-png out/slip.png",
+      "run " + kSrc + "--steps 1 --max-wave-png no/such/dir/max.png",
+      "run " + kSrc + "--steps 1 --netcdf no/such/dir/r.nc",
+      "run " + kSrc + "--steps 1 --geojson no/such/dir/r.geojson",
+      "run " + kSrc + "--steps 1 --animate no/such/dir/r.mp4",
+      "run ../grid.bin --preset missing.csv --steps 1",
+      "run " + kSrc + "--steps 1 --save-preset no/such/dir/p.csv",
+      "batch {in}/bad_scenarios.csv --db r.sqlite",
+      "lookup --db none.sqlite --epicenter 38.3,143.0 --mw 8.5",
+      "validate --observations none.csv --out docs",
+      // A folder where the station table's scratch file goes: that table alone fails.
+      "!mkdir -p blocked/tsunami_station_points.csv.partial",
+      "run ../grid.bin --steps 2 --out blocked"}},
 };
 
 std::string replace_all(std::string text, const std::string& from, const std::string& to) {
@@ -132,6 +183,11 @@ Files collect_outputs(const std::string& work, const std::string& transcript,
             binary = ext == ".png" || ext == ".gif" || ext == ".mp4";
         }
         if (!binary) bytes = normalise(bytes, work);
+        if (ext == ".jsonl") {
+            // The outbox stamps each packet with the wall-clock seconds since the run began.
+            static const std::regex wall_clock(R"re("(sim_s|real_elapsed_s|real_sync_time_s)":\d+)re");
+            bytes = std::regex_replace(bytes, wall_clock, "\"$1\":<WALL>");
+        }
         if (bytes.size() < (binary ? 20000u : 200000u)) files[name] = bytes;
         else manifest += sha256(bytes, scratch) + "  " + name + "\n";
     }
@@ -155,10 +211,16 @@ std::string first_difference(const std::string& want, const std::string& got) {
     for (int line = 1;; ++line) {
         const bool more_a = bool(std::getline(a, la)), more_b = bool(std::getline(b, lb));
         if (!more_a && !more_b) return "  (they differ only in the final newline)\n";
-        if (!more_a || !more_b || la != lb)
-            return "  line " + std::to_string(line) + "\n    golden: " +
-                   (more_a ? la : "<end of file>") + "\n    now:    " +
-                   (more_b ? lb : "<end of file>") + "\n";
+        if (!more_a || !more_b || la != lb) {
+            // Long lines (JSON packets) are shown from a little before the first change.
+            std::size_t col = 0;
+            while (col < la.size() && col < lb.size() && la[col] == lb[col]) ++col;
+            const std::size_t from = col > 60 ? col - 60 : 0;
+            auto cut = [&](const std::string& l) { return l.substr(std::min(from, l.size()), 200); };
+            return "  line " + std::to_string(line) + ", column " + std::to_string(col + 1) +
+                   "\n    golden: " + (more_a ? cut(la) : "<end of file>") +
+                   "\n    now:    " + (more_b ? cut(lb) : "<end of file>") + "\n";
+        }
     }
 }
 
@@ -176,12 +238,17 @@ TEST_P(Golden, EveryOutputMatchesItsGoldenCopy) {
     const std::string work = dir.file("work");
     fs::create_directories(work);
 
+    // Every usage error ends with the whole --help text: the --help step keeps it, the others
+    // show it as <USAGE>.
+    const std::string usage = testing::run_command(kCli + " --help").out;
     std::string transcript;
     for (const std::string& step : s.steps) {
-        const std::string args = replace_all(step, "{in}", kGolden + "inputs");
-        const auto r = testing::run_command("cd " + work + " && " + kCli + " " + args);
-        transcript += "$ kaitoro-cli " + step + "\n" + r.out + "[exit " +
-                      std::to_string(r.code) + "]\n";
+        std::string cmd = replace_all(replace_all(step, "{in}", kGolden + "inputs"), "<SRC>", kSource);
+        cmd = cmd.starts_with("!") ? cmd.substr(1) : kCli + " " + cmd;
+        auto r = testing::run_command("cd " + work + " && " + cmd);
+        if (r.code != 0) r.out = replace_all(r.out, usage, "<USAGE>\n");
+        transcript += (step.starts_with("!") ? "$ " + step.substr(1) : "$ kaitoro-cli " + step) +
+                      "\n" + r.out + "[exit " + std::to_string(r.code) + "]\n";
     }
     const Files now = collect_outputs(work, transcript, dir.file("hash.tmp"));
     const std::string golden_dir = kGolden + s.name;
