@@ -146,22 +146,6 @@ TEST_F(StationsTest, StationInfoUsesTheSampleCellForTheLevel) {
     EXPECT_EQ(pos, 0.0f);
 }
 
-TEST(StationZoneNames, ExactTextsAndEveryIdNamed) {
-    EXPECT_STREQ(forecast_zone_name_from_id(1), "オホーツク海沿岸");
-    EXPECT_STREQ(forecast_zone_name_from_id(16), "千葉県九十九里・外房");
-    EXPECT_STREQ(forecast_zone_name_from_id(42), "広島県");
-    EXPECT_STREQ(forecast_zone_name_from_id(66), "宮古島・八重山地方");
-    EXPECT_STREQ(forecast_zone_name_from_id(67), "outside_forecast_zone");
-    EXPECT_STREQ(forecast_zone_name_from_id(68), "강원 북부 해안");
-    EXPECT_STREQ(forecast_zone_name_from_id(91), "인천.경기 남부 해안");
-    EXPECT_STREQ(forecast_zone_name_from_id(93), "울릉도 해안");
-    for (int id : {0, -1, 94, 1000}) EXPECT_STREQ(forecast_zone_name_from_id(id), "unknown");
-
-    std::set<std::string> names;
-    for (int id = 1; id <= 93; ++id) names.insert(forecast_zone_name_from_id(id));
-    EXPECT_EQ(names.size(), 93u) << "a zone name is duplicated or shifted";
-}
-
 TEST(StationColorBins, BoundariesBelongToTheHigherBin) {
     struct Case {
         float h;
@@ -184,29 +168,6 @@ TEST(StationColorBins, BoundariesBelongToTheHigherBin) {
         EXPECT_STREQ(tsunami_height_color_bin(c.h), c.bin) << c.h;
         EXPECT_STREQ(tsunami_height_color_hex(c.h), c.hex) << c.h;
     }
-}
-
-TEST_F(StationsTest, StationTableListsTabledStationsOnly) {
-    g_grid.station_sample_cell[1] = -1;
-    g_sim.station_max_m = {0.75f, 0.75f, 0.123456789f, 3.0f, 2.0f, 10.0f};
-    g_sim.station_arrival_s = {120, 90, 300, 60, 30, 45};
-    testing::TempDir dir;
-    const std::string path = dir.file("stations.csv");
-    write_station_file(path.c_str(), &g_grid, &g_sim);
-
-    // Only the zone name is quoted, so a reader that splits on commas alone finds 13 columns.
-    const int sample = g_grid.station_sample_cell[5];
-    EXPECT_EQ(testing::read_file_text(path),
-              std::string(kBom) +
-                  "station_no,grid_index,grid_x,grid_y,sample_grid_index,sample_grid_x,"
-                  "sample_grid_y,forecast_zone_id,forecast_zone_name,max_height_m,arrival_s,"
-                  "color_bin,color_hex\n"
-                  "1,75,3,3,75,3,3,11,\"宮城県\",0.75,120,50-100cm,#ffe600\n"
-                  "2,78,6,3,-1,-1,-1,11,\"宮城県\",0.75,90,50-100cm,#ffe600\n"
-                  "3,81,9,3,81,9,3,70,\"강원 남부 해안\",0.123457,300,10-20cm,#00ff00\n"
-                  "6,226,10,9," +
-                  std::to_string(sample) + "," + std::to_string(sample % 24) + "," +
-                  std::to_string(sample / 24) + ",22,\"静岡県\",10,45,1000cm+,#000000\n");
 }
 
 TEST_F(StationsTest, ZoneTableKeepsTheFirstHighestStationAndEveryZone) {

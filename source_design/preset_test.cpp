@@ -82,32 +82,6 @@ class PresetTest : public ::testing::Test {
     testing::ScopedFakePlatform fp_;
 };
 
-TEST_F(PresetTest, EmptySourceWritesExactBytes) {
-    ASSERT_EQ(save_current_preset_file(path("p.csv").c_str()), 1);
-    EXPECT_EQ(read_file_text(path("p.csv")), kEmptyPreset);
-    EXPECT_EQ(save_current_preset_file(path("missing/dir/p.csv").c_str()), 0);
-    EXPECT_FALSE(file_exists(path("missing/dir/p.csv.part").c_str()));
-}
-
-TEST_F(PresetTest, SourceRowsWriteNormalisedValues) {
-    source_list_append(&g_sources, 12, 34, -0.25f, 45);  // subsidence: slip written as 0
-    g_sources.items[0].slip_m = 3;
-    source_list_append(&g_sources, 13, 34, 0.5f, 60);
-    g_sources.items[1].slip_m = -1.25f;              // written as its magnitude
-    g_sources.items[1].dip_deg = 70;                 // out of range: the global dip
-    g_sources.items[1].moment_area_factor = 0.001f;  // out of range: from the dip written
-    g_sources.items[1].fault_id = 2;
-    g_sources.items[1].patch_id = -1;
-    g_sources.items[1].strike_deg = 12.5f;
-    g_sources.items[1].width_km = 33;
-    save_current_preset_file(path("p.csv").c_str());
-    const std::string text = read_file_text(path("p.csv"));
-    EXPECT_NE(text.find("\nSOURCE,12,34,-0.25,45,0,15,1,0,0,0,0,0,0\n"), std::string::npos) << text;
-    EXPECT_NE(text.find("\nSOURCE,13,34,0.5,60,1.25,15,1.03527617,2,-1,12.5,0,33,0\n"),
-              std::string::npos)
-        << text;
-}
-
 TEST_F(PresetTest, SettingsRoundTrip) {
     g_new_source_height_m = 2.5f;
     g_new_source_delay_s = 30;

@@ -127,18 +127,6 @@ TEST_F(BundledGrid, LoadingKeepsTheWrittenZonesOfAtLeast99PercentOfStations) {
     EXPECT_GE(same * 100, std::size_t(g.station_count) * 99);
 }
 
-TEST_F(BundledGrid, EveryForecastZoneHasEnabledStations) {
-    const GridData& g = *grid_;
-    std::map<int, int> per_zone;
-    for (std::uint32_t i = 0; i < g.station_count; ++i)
-        if (station_is_enabled(&g, int(i))) ++per_zone[g.station_zone[i]];
-    for (int z = 1; z <= 93; ++z) {
-        if (z != kZoneOutside) {
-            EXPECT_GT(per_zone[z], 0) << "zone " << z;
-        }
-    }
-}
-
 TEST_F(BundledGrid, KnownPlacesLieOnTheirForecastZones) {
     struct Place {
         const char* name;

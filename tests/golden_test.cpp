@@ -41,19 +41,24 @@ const std::string kSrc = "../grid.bin --sources {in}/src.csv --out out ";
 const std::string kFf = "../grid.bin --quick-ff {in}/ff.csv --out out ";
 
 const Scenario kScenarios[] = {
-    {"demo", {"demo --hours 0.5 --out out"}},
+    {"demo", {"demo --hours 0.5 --out out", "info"}},
     {"coast",
      {"run " + kSrc +
           "--station 1 --station 40 --gauges {in}/gauges.csv --hours 1 "
           "--max-wave-png out/max_wave.png --wave-layer 2 --save-preset preset.csv --netcdf "
           "out/run.nc --snapshot-every 60 --geojson out/run.geojson --animate out/wave.gif "
-          "--frame-every 20 --orvex-start-delay 604800",
+          "--frame-every 20 --orvex-start-delay 604800 --gauge ' Sado, Washizaki ,25.31207, 114.39375'",
       "info ../grid.bin"}},
     {"quick_ff",
      {"run " + kFf +
           "--epicenter 24.84609,115.47419 --strike 370 --patch-length 20 --depth 5 --hours 0.5 "
           "--slip-map-png out/slip.png --max-wave-png out/max_wave.png --save-preset preset.csv",
-      "run ../grid.bin --preset preset.csv --save-preset again.csv --steps 8 --out out2"}},
+      "run ../grid.bin --preset preset.csv --save-preset again.csv --steps 8 --out out2",
+      // Wrapped integers, numbers beyond float range, byte-order marks and an overlong line:
+      // only 1,2  3,4  3,5 and 7,7 may reach the saved source.
+      "run ../grid.bin --sources {in}/hostile_wrapped.csv --sources {in}/hostile_bom.csv "
+      "--sources {in}/hostile_bom_header.csv --sources {in}/hostile_long_line.csv --steps 0 "
+      "--save-preset hostile.csv --out out3"}},
     {"fault",
      {"run --fault {in}/thrust_broken.csv --station 3297 --hours 0.5 --out out",
       "run --quick-ff <SRC>/data/examples/tohoku2011_like_ff.csv --epicenter 38.10,142.86 "
@@ -65,8 +70,13 @@ const Scenario kScenarios[] = {
       "run " + kSrc + "--hours 6.05 --orvex-start-delay 604800",
       "!mkdir out2 && echo '{\"stale\":true}' > out2/orvex_ws_outbox.jsonl",
       "run ../grid.bin --sources {in}/src.csv --hours 1 --out out2"}},
+    // The bundled grid's own observation points and zones: arrivals at the Sanriku gauges and
+    // a six-hour warning check that upgrades the zones the wave reached.
+    {"sanriku", {"run --demo-source --hours 6.05 --orvex-start-delay 604800 --out out"}},
     {"batch",
-     {"batch {in}/scenarios.csv --db r.sqlite --jobs 1",
+     {"scenarios --trench {in}/trench.csv --mw 8.0:8.5:0.25 --spacing-km 50 --id-prefix jt",
+      "scenarios --trench {in}/trench.csv --mw 7.5:9.0:0.25 --spacing-km 200 --out jt.csv",
+      "batch {in}/scenarios.csv --db r.sqlite --jobs 1",
       "batch {in}/scenarios.csv --db r.sqlite --jobs 1",
       "batch {in}/scenarios.csv --db r.sqlite --jobs 1 --retry-failed",
       "!sqlite3 r.sqlite \"DELETE FROM station_results WHERE scenario_id='m80'; DELETE FROM "
@@ -91,10 +101,12 @@ const Scenario kScenarios[] = {
       "run --quick-ff ff.csv --epicenter 38,140 --patch-width 0",
       "run --quick-ff ff.csv --epicenter 38,140 --depth -1",
       "run --quick-ff ff.csv --epicenter 38,140 --patch-length", "run --epicenter 38,140",
-      "run --strike 10"}},
+      "run --strike 10", "run --gauge 41.7,144.4", "run --gauge ,41.7,144.4",
+      "run --gauge 'A\"B,41.7,144.4'", "run --gauge A,91,144.4", "run --gauge A,41,inf",
+      "run --gauge A,41,"}},
     {"errors",
      {"run --grid ../bad.bin", "info missing.bin", "info {in}",
-      "run ../grid.bin --sources none.csv", "run ../grid.bin --sources {in}/empty_sources.csv",
+      "run ../grid.bin --sources none.csv", "run ../grid.bin --sources {in}", "run ../grid.bin --sources {in}/empty_sources.csv",
       "run ../grid.bin --fault {in}/bad_fault.csv", "run " + kFf + "--epicenter 10,100",
       "run ../grid.bin --quick-ff missing.csv --epicenter 24.8,115.5",
       "run ../grid.bin --quick-ff {in}/ff_empty.csv --epicenter 24.8,115.5",

@@ -31,39 +31,6 @@ using testing::write_text_file;
 
 const std::string kLongComment = "#" + std::string(254, 'c');  // fills a 256-byte line
 
-struct SourceCase {
-    const char* what;
-    std::string text;
-    const char* points;  // "x,y,delay;" per point loaded
-};
-
-TEST(HostileSources, WrappedIntegersBomsAndLineTailsAreNotLoaded) {
-    const SourceCase cases[] = {
-        {"x beyond int", "4294967856,331,1.0,0\n1,2,1.0,0\n", "1,2,0;"},
-        {"delay beyond int", "5,5,1.0,99999999999\n", ""},
-        {"height beyond float", "5,5,1e39,0\n", ""},
-        {"bom without header",
-         "\xEF\xBB\xBF"
-         "3,4,1.0,0\n",
-         "3,4,0;"},
-        {"bom with header", "\xEF\xBB\xBFgrid_x,grid_y,height_m,delay_s\n3,4,1.0,0\n", "3,4,0;"},
-        {"overlong line tail", "#" + std::string(510, 'c') + "30,30,1.0,0\n7,7,1,0\n", "7,7,0;"},
-    };
-    TempDir dir;
-    for (const SourceCase& c : cases) {
-        write_text_file(dir.file("s.csv"), c.text);
-        SourceList list;
-        ASSERT_EQ(load_sources_csv(&list, dir.file("s.csv").c_str()), 1) << c.what;
-        std::string got;
-        for (std::size_t i = 0; i < list.count; ++i)
-            got += std::to_string(list[i].grid_x) + "," + std::to_string(list[i].grid_y) + "," +
-                   std::to_string(list[i].delay_s) + ";";
-        EXPECT_EQ(got, c.points) << c.what;
-    }
-    SourceList list;
-    EXPECT_EQ(load_sources_csv(&list, dir.path().c_str()), 0);  // a directory
-}
-
 TEST(HostileOverrides, WrappedIntegersBomsLineTailsAndDirectories) {
     const std::pair<std::string, const char*> cases[] = {
         {"4294967297,20,land\n", "none"},
