@@ -195,37 +195,6 @@ TEST_F(PresetTest, RowsOfEveryLength) {
     EXPECT_EQ(node(5).depth_km, 0.0f);
 }
 
-TEST_F(PresetTest, ParamsAreLimitedAndPlainRowsAccepted) {
-    const std::size_t n = load_text(
-        "PARAM,fault_dip_deg,80\n"
-        "PARAM, rupture_velocity_km_s\t, 0\n"
-        "PARAM,fault_strike_deg,-30\n"
-        "PARAM,source_profile_mode,0.4\n"
-        "PARAM,strike_slip_sense,-0.5\n"
-        "PARAM,subsidence_ratio,-2\n"
-        "PARAM,fault_stamp_length_km,inf\n"
-        "PARAM,new_source_height_m,nan\n"
-        "PARAM,unknown_key,5\n"
-        "PARAM,new_source_delay_s\n"
-        "10,20,0.5,30\n"
-        "10,21,0.5,30,1\n"
-        "garbage\n");
-    EXPECT_EQ(g_fault_dip_deg, 60.0f);
-    EXPECT_FLOAT_EQ(g_rupture_velocity_km_s, 0.1f);
-    EXPECT_EQ(g_fault_strike_deg, 330.0f);
-    EXPECT_EQ(g_source_profile_mode, 0);
-    EXPECT_EQ(g_strike_slip_sense, -1);  // -0.5 rounds away from zero
-    EXPECT_EQ(g_subsidence_ratio, 0.0f);
-    EXPECT_EQ(g_fault_stamp_length_km, 40.0f);
-    EXPECT_EQ(g_new_source_height_m, 1.0f);
-    EXPECT_EQ(g_new_source_delay_s, 15);
-    ASSERT_EQ(n, 1u);
-    EXPECT_EQ(node(0).grid_y, 20);
-    EXPECT_EQ(node(0).height_m, 0.5f);
-    EXPECT_EQ(node(0).slip_m, 0.5f);
-    EXPECT_EQ(node(0).delay_s, 30);
-}
-
 TEST_F(PresetTest, LegacyRadiusSetsTheWidthUntilAWidthFollows) {
     load_text("PARAM,brush_radius_cells,5.4\n");
     EXPECT_NEAR(g_fault_width_km, 2 * 5 * 4.63344 / std::cos(15 * M_PI / 180), 1e-3);
@@ -233,25 +202,6 @@ TEST_F(PresetTest, LegacyRadiusSetsTheWidthUntilAWidthFollows) {
     EXPECT_EQ(g_fault_width_km, 33.0f);
     load_text("PARAM,brush_radius_cells,0\n");
     EXPECT_NEAR(g_fault_width_km, 2 * 2 * 4.63344 / std::cos(15 * M_PI / 180), 1e-3);
-}
-
-TEST_F(PresetTest, LineEndingsMarksAndLongLinesParseAlike) {
-    const std::string crlf =
-        "\xEF\xBB\xBF# kaitoro_preset_v1\r\n"
-        "\r\n"
-        "  \tPARAM,fault_dip_deg,30\r\n"
-        "\xEF\xBB\xBFSOURCE,30,40,0.2,15\r\n"
-        "   # a comment\r\n" +
-        std::string(700, 'z') + "\r\n" +  // read in pieces, all unusable
-        "SOURCE,31,40,0.2,15," + std::string(600, '9') + "\n" + "31,41,0.3,15\r\n";
-    const std::size_t n = load_text(crlf);
-    EXPECT_EQ(g_fault_dip_deg, 30.0f);
-    ASSERT_EQ(n, 3u);
-    EXPECT_EQ(node(0).grid_x, 30);
-    EXPECT_EQ(node(1).grid_x, 31);
-    EXPECT_EQ(node(1).slip_m, 0.0f);  // a slip too large to read counts as none
-    EXPECT_EQ(node(2).grid_y, 41);
-    EXPECT_EQ(node(2).height_m, 0.3f);
 }
 
 TEST_F(PresetTest, MissingFileChangesNothing) {

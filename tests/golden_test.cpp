@@ -58,7 +58,12 @@ const Scenario kScenarios[] = {
       // only 1,2  3,4  3,5 and 7,7 may reach the saved source.
       "run ../grid.bin --sources {in}/hostile_wrapped.csv --sources {in}/hostile_bom.csv "
       "--sources {in}/hostile_bom_header.csv --sources {in}/hostile_long_line.csv --steps 0 "
-      "--save-preset hostile.csv --out out3"}},
+      "--save-preset hostile.csv --out out3",
+      // Settings out of range are limited; BOMs, CRLF, blanks and overlong lines are read alike.
+      "run ../grid.bin --preset {in}/preset_limits.csv --save-preset limits.csv --steps 0 "
+      "--out out4",
+      "run ../grid.bin --preset {in}/preset_line_endings.csv --save-preset line_endings.csv "
+      "--steps 0 --out out5"}},
     {"fault",
      {"run --fault {in}/thrust_broken.csv --station 3297 --hours 0.5 --out out",
       "run --quick-ff <SRC>/data/examples/tohoku2011_like_ff.csv --epicenter 38.10,142.86 "
@@ -85,6 +90,16 @@ const Scenario kScenarios[] = {
       "lookup --db r.sqlite --epicenter 38.3,143.0 --mw 7.9 --count 2",
       "lookup --db r.sqlite --epicenter 39.4,143.1 --mw 7.5 --count 1 --json",
       "summary --db r.sqlite --out summary"}},
+    // A colour file beside the program (the desktop saves one after every colour edit) leaves
+    // the images alone: only --colors brings custom scales in.
+    {"colours",
+     {"!mkdir bin && cp <CLI> bin/ && cp {in}/magenta.ini bin/tsunami_color_settings.ini",
+      "run " + kSrc + "--steps 20 --max-wave-png builtin.png",
+      "!bin/kaitoro-cli run " + kSrc + "--steps 20 --max-wave-png beside_program.png",
+      "!rm -r bin", "run " + kSrc + "--steps 20 --max-wave-png named.png --colors {in}/magenta.ini",
+      "run " + kSrc + "--steps 20 --max-wave-png x.png --colors {in}/broken.ini",
+      "run " + kSrc + "--steps 20 --max-wave-png x.png --colors ../grid.bin",
+      "run " + kSrc + "--steps 20 --max-wave-png x.png --colors none.ini"}},
     {"validate", {"validate --event noto --hours 0.75 --out docs"}},
     {"usage_errors",
      {"", "--help", "rnu", "run --hour 1", "run --true", "run --bogus x", "info --gird g",
@@ -119,6 +134,7 @@ const Scenario kScenarios[] = {
       "run ../grid.bin --preset missing.csv --steps 1",
       "run " + kSrc + "--steps 1 --save-preset no/such/dir/p.csv",
       "batch {in}/bad_scenarios.csv --db r.sqlite",
+      "batch {in}/header_only_scenarios.csv --db r.sqlite",
       "lookup --db none.sqlite --epicenter 38.3,143.0 --mw 8.5",
       "validate --observations none.csv --out docs",
       // A folder where the station table's scratch file goes: that table alone fails.
@@ -256,6 +272,7 @@ TEST_P(Golden, EveryOutputMatchesItsGoldenCopy) {
     std::string transcript;
     for (const std::string& step : s.steps) {
         std::string cmd = replace_all(replace_all(step, "{in}", kGolden + "inputs"), "<SRC>", kSource);
+        cmd = replace_all(cmd, "<CLI>", kCli);
         cmd = cmd.starts_with("!") ? cmd.substr(1) : kCli + " " + cmd;
         auto r = testing::run_command("cd " + work + " && " + cmd);
         if (r.code != 0) r.out = replace_all(r.out, usage, "<USAGE>\n");
