@@ -67,7 +67,8 @@ const Scenario kScenarios[] = {
     {"fault",
      {"run --fault {in}/thrust_broken.csv --station 3297 --hours 0.5 --out out",
       "run --quick-ff <SRC>/data/examples/tohoku2011_like_ff.csv --epicenter 38.10,142.86 "
-      "--strike 193 --okada --true-speed --steps 4 --out out2"}},
+      "--strike 193 --okada --true-speed --steps 4 --out out2",
+      "run --fault {in}/fault_rejects.csv --steps 0 --out out3"}},
     // Three observation points on the coast: arrivals every five minutes and the six-hour
     // warning check, all released at once; then a run without delay empties a stale outbox.
     {"feed",
