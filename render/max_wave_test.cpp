@@ -11,7 +11,6 @@
 #include "render/viewport.h"
 #include "tests/support/fake_platform.h"
 #include "tests/support/global_state.h"
-#include "tests/support/png_reader.h"
 #include "tests/support/synthetic_grid.h"
 
 namespace kaitoro {

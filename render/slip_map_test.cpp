@@ -11,7 +11,6 @@
 #include "source_design/source_cell.h"
 #include "tests/support/fake_platform.h"
 #include "tests/support/global_state.h"
-#include "tests/support/png_reader.h"
 #include "tests/support/synthetic_grid.h"
 
 namespace kaitoro {
@@ -42,15 +41,6 @@ class SlipMapTest : public ::testing::Test {
                 p.length_km = length;
                 p.depth_km = 20;
             }
-    }
-
-    bool render(testing::DecodedPng* png) {
-        const std::string path = dir_.file("slip.png");
-        if (!write_finite_fault_usgs_png(path.c_str())) return false;
-        std::string err;
-        const bool ok = testing::decode_png(path, png, &err);
-        EXPECT_TRUE(ok) << err;
-        return ok;
     }
 
     testing::TempDir dir_;
@@ -92,9 +82,6 @@ TEST_F(SlipMapTest, EqualEarliestDelaysPutTheEpicentreBetweenThem) {
     save_finite_fault_usgs_png_dialog(nullptr);
     EXPECT_EQ(std::string(g_status), "Saved finite-fault USGS-style PNG: " + dir_.file("ok.png"));
     EXPECT_EQ(platform.fake.repaints, 1);
-    testing::DecodedPng png;
-    std::string err;
-    EXPECT_TRUE(testing::decode_png(dir_.file("ok.png"), &png, &err)) << err;
 }
 
 }  // namespace

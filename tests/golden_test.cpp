@@ -59,6 +59,9 @@ const Scenario kScenarios[] = {
       "run ../grid.bin --sources {in}/hostile_wrapped.csv --sources {in}/hostile_bom.csv "
       "--sources {in}/hostile_bom_header.csv --sources {in}/hostile_long_line.csv --steps 0 "
       "--save-preset hostile.csv --out out3",
+      // Exactly four numbers a line; headers, comments and blanks skipped.
+      "run ../grid.bin --sources {in}/sources_forms.csv --steps 0 --save-preset forms.csv "
+      "--out out6",
       // Settings out of range are limited; BOMs, CRLF, blanks and overlong lines are read alike.
       "run ../grid.bin --preset {in}/preset_limits.csv --save-preset limits.csv --steps 0 "
       "--out out4",
