@@ -117,27 +117,6 @@ TEST_F(TimeSeriesTest, ReplaceAndAddModesPickAndReport) {
     EXPECT_EQ(g_ts_station_i, -1);
 }
 
-TEST_F(TimeSeriesTest, OneSamplePerModelTimeWithTheLatestValues) {
-    time_series_add_station(2, 1);
-    set_level(2, 0.3f);
-    step_to(15);
-    set_level(2, 0.4f);
-    step_to(15);  // paused, stepped again to the same time
-    ASSERT_EQ(rec(0).count, 2u);
-    EXPECT_EQ(rec(0).samples[1].time_s, 15);
-    EXPECT_FLOAT_EQ(rec(0).samples[1].level_m, 0.4f);
-    EXPECT_FLOAT_EQ(rec(0).samples[1].peak_positive_rise_m, 0.4f);
-
-    set_level(2, -0.2f);
-    step_to(30);
-    ASSERT_EQ(rec(0).count, 3u);
-    const TimeSeriesSample& s = rec(0).samples[2];
-    EXPECT_FLOAT_EQ(s.level_m, -0.2f);
-    EXPECT_EQ(s.positive_rise_m, 0.0f);
-    EXPECT_FLOAT_EQ(s.peak_positive_rise_m, 0.4f);
-    EXPECT_EQ(rec(0).last_time_s, 30);
-}
-
 TEST_F(TimeSeriesTest, DisabledStationKeepsItsRecorderButRecordsNothing) {
     time_series_add_station(2, 1);
     time_series_add_station(3, 0);

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <regex>
 #include <sstream>
@@ -65,6 +64,8 @@ const Scenario kScenarios[] = {
       // Settings out of range are limited; BOMs, CRLF, blanks and overlong lines are read alike.
       "run ../grid.bin --preset {in}/preset_limits.csv --save-preset limits.csv --steps 0 "
       "--out out4",
+      "run ../grid.bin --preset {in}/hostile_preset.csv --save-preset hostile_preset.csv "
+      "--steps 0 --out out7",
       "run ../grid.bin --preset {in}/preset_line_endings.csv --save-preset line_endings.csv "
       "--steps 0 --out out5"}},
     {"fault",
@@ -135,7 +136,7 @@ const Scenario kScenarios[] = {
       "run " + kSrc + "--steps 1 --netcdf no/such/dir/r.nc",
       "run " + kSrc + "--steps 1 --geojson no/such/dir/r.geojson",
       "run " + kSrc + "--steps 1 --animate no/such/dir/r.mp4",
-      "run ../grid.bin --preset missing.csv --steps 1",
+      "run ../grid.bin --preset missing.csv --steps 1", "run ../grid.bin --preset {in}",
       "run " + kSrc + "--steps 1 --save-preset no/such/dir/p.csv",
       "batch {in}/bad_scenarios.csv --db r.sqlite",
       "batch {in}/header_only_scenarios.csv --db r.sqlite",
@@ -165,13 +166,6 @@ std::string normalise(std::string text, const std::string& work) {
     text = std::regex_replace(text, utc_stamp, "<UTC>");
     text = std::regex_replace(text, elapsed, "$1<SECONDS> s$2");
     return std::regex_replace(text, rate, "<RATE> $1");
-}
-
-std::string read_bytes(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
 }
 
 std::string sha256(const std::string& bytes, const std::string& scratch) {
@@ -211,7 +205,7 @@ Files collect_outputs(const std::string& work, const std::string& transcript,
                         .out;
             name += ".sql";
         } else {
-            bytes = read_bytes(p);
+            bytes = testing::read_file_text(p.string());
             binary = ext == ".png" || ext == ".gif" || ext == ".mp4";
         }
         if (!binary) bytes = normalise(bytes, work);
@@ -232,7 +226,7 @@ Files read_golden(const std::string& dir) {
     if (!fs::is_directory(dir)) return files;
     for (const auto& e : fs::recursive_directory_iterator(dir))
         if (e.is_regular_file())
-            files[fs::relative(e.path(), dir).generic_string()] = read_bytes(e.path());
+            files[fs::relative(e.path(), dir).generic_string()] = testing::read_file_text(e.path().string());
     return files;
 }
 

@@ -56,23 +56,6 @@ TEST(HostileOverrides, WrappedIntegersBomsLineTailsAndDirectories) {
     EXPECT_FALSE(file_exists(dir.path().c_str()));  // so it hides no later search place
 }
 
-TEST(HostilePreset, ADirectoryLeavesTheSourceAlone) {
-    testing::reset_all_globals();
-    source_list_append(&g_sources, 1, 1, 1.0f, 0);
-    TempDir dir;
-    std::size_t n = 99;
-    EXPECT_EQ(load_preset_file(dir.path().c_str(), &n), 0);
-    EXPECT_EQ(g_sources.count, 1u);
-    write_text_file(dir.file("p.csv"),
-                    "PARAM,new_source_height_m,1e39\nSOURCE,4294967296,1,1.0,0\n2,2,1.0,0\n");
-    g_new_source_height_m = 2.5f;
-    ASSERT_EQ(load_preset_file(dir.file("p.csv").c_str(), &n), 1);
-    EXPECT_EQ(g_new_source_height_m, 2.5f);
-    ASSERT_EQ(g_sources.count, 1u);
-    EXPECT_EQ(g_sources[0].grid_x, 2);
-    testing::reset_all_globals();
-}
-
 TEST(HostileFiniteFault, SlipBeyondFloatRangeIsNoNumber) {
     testing::reset_all_globals();
     auto enabled_slips = [] {
