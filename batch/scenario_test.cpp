@@ -8,42 +8,6 @@
 namespace kaitoro {
 namespace {
 
-TEST(ScenarioTableTest, EveryBadRowIsNamedWithItsLineAndReason) {
-    const std::string text =
-        "\xEF\xBB\xBFid,lat,lon,mw,depth_km,strike_deg,dip_deg,rake_deg,length_km,width_km,"
-        "slip_m,fault,hours,true_speed\r\n"
-        "# comment\n"
-        "ok,38.3,143,8.5,,,,,,,,,,\n"
-        "ok,38.3,143,8.0,,,,,,,,,,\n"
-        "bad id,38.3,143,8.0,,,,,,,,,,\n"
-        "m,38.3,143,9.9,,,,,,,,,,\n"
-        "m2,38.3,abc,8.0,,,,,,,,,,\n"
-        "r,38.3,143,,20,195,15,90,100,50,,,,\n"
-        "r2,38.3,143,,2,195,15,90,100,50,5,,,\n"
-        "h,38.3,143,8.0,,,,,,,,,61,\n"
-        "t,38.3,143,8.0,,,,,,,,,1,yes\n"
-        "short,1,2\n";
-    ScenarioTable t;
-    scenario_table_parse(text, "", &t);
-    ASSERT_EQ(t.scenarios.size(), 1u);
-    const std::vector<std::string> want = {
-        "line 4: id ok appears twice",
-        "line 5: id 'bad id' must be 1-64 letters, digits or -_.:",
-        "line 6: mw 9.9 is outside [5, 9.6]",
-        "line 7: lon 'abc' is not a number",
-        "line 8: no source: give fault, or lat,lon,mw, or a rectangle (missing slip_m)",
-        "line 9: the top edge would be 4.47 km above the sea floor (centroid depth 2.00 km, "
-        "width 50.00 km, dip 15.00)",
-        "line 10: hours 61 is outside [0, 60]",
-        "line 11: true_speed 'yes' is not 0 or 1",
-        "line 12: 3 fields, the header has 14",
-    };
-    EXPECT_EQ(t.errors, want);
-    ScenarioTable none;
-    scenario_table_parse("# only a comment\n", "", &none);
-    EXPECT_EQ(none.errors, std::vector<std::string>{"line 0: no header line"});
-}
-
 TEST(ScenarioTableTest, TheThreeSourceFormsAndTheirDefaults) {
     ScenarioTable t;
     scenario_table_parse(

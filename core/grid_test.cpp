@@ -94,11 +94,6 @@ TEST_F(GridFileFaults, DimensionLimits) {
                     "^Error: invalid grid dimensions in data file\n$");
 }
 
-TEST_F(GridFileFaults, MissingFileReportsTheSystemError) {
-    EXPECT_EXIT(load_grid_data("/nonexistent/dir/tsunami_data.bin"), ::testing::ExitedWithCode(1),
-                "^Error: could not open data file: No such file or directory\n$");
-}
-
 // Many stations spread over a large open grid, so the smoothing passes see no neighbours
 // unless a test puts them there.
 GridSpec sparse_stations(int count, int zone) {

@@ -18,49 +18,6 @@ using testing::make_ocean;
 using testing::TempDir;
 using testing::write_text_file;
 
-TEST(SourceCsv, LineParserAcceptsExactlyFourValues) {
-    int x, y, d;
-    float h;
-    EXPECT_TRUE(parse_source_csv_line("3, 4, 1.5, 60", &x, &y, &h, &d));
-    EXPECT_EQ(x, 3);
-    EXPECT_EQ(y, 4);
-    EXPECT_FLOAT_EQ(h, 1.5f);
-    EXPECT_EQ(d, 60);
-    EXPECT_TRUE(parse_source_csv_line("  -2 ,7,-0.25 , 0  \r\n", &x, &y, &h, &d));
-    EXPECT_FLOAT_EQ(h, -0.25f);
-    EXPECT_FALSE(parse_source_csv_line("3,4,1.5,60,9", &x, &y, &h, &d));
-    EXPECT_FALSE(parse_source_csv_line("3,4,1.5", &x, &y, &h, &d));
-    EXPECT_FALSE(parse_source_csv_line("3;4;1.5;60", &x, &y, &h, &d));
-    EXPECT_FALSE(parse_source_csv_line("3,4,1.5,60 x", &x, &y, &h, &d));
-    EXPECT_FALSE(parse_source_csv_line("3,4,nan,60", &x, &y, &h, &d));
-    EXPECT_FALSE(parse_source_csv_line("3,4,-inf,60", &x, &y, &h, &d));
-}
-
-TEST(SourceCsv, FileReaderSkipsHeaderCommentsAndBadLines) {
-    TempDir dir;
-    const std::string path = dir.file("s.csv");
-    write_text_file(path,
-                    "grid_x,grid_y,height_m,delay_s\r\n"
-                    "1,2,0.5,0\r\n"
-                    "# comment\n"
-                    "\n"
-                    "grid_x,grid_y,height_m,delay_s\n"  // only the first line is a header
-                    "  5,6,-1.0,30\n"
-                    "7,8,2.0,10,extra\n"
-                    "-4,99999,1.0,0\n");  // out of grid still appended
-    SourceList list;
-    ASSERT_EQ(load_sources_csv(&list, path.c_str()), 1);
-    ASSERT_EQ(list.count, 3u);
-    EXPECT_EQ(list[0].grid_x, 1);
-    EXPECT_FLOAT_EQ(list[0].slip_m, 0.5f);
-    EXPECT_FLOAT_EQ(list[0].moment_area_factor, 1.0f);
-    EXPECT_EQ(list[1].delay_s, 30);
-    EXPECT_FLOAT_EQ(list[1].slip_m, 0.0f);  // subsidence carries no slip
-    EXPECT_EQ(list[2].grid_y, 99999);
-    EXPECT_EQ(load_sources_csv(&list, dir.file("none.csv").c_str()), 0);
-    EXPECT_EQ(list.count, 3u);
-}
-
 TEST(SourceList, SlipNormalisation) {
     SourceList list;
     source_list_append(&list, 0, 0, -1.0f, 0);

@@ -117,27 +117,6 @@ TEST_F(TimeSeriesTest, ReplaceAndAddModesPickAndReport) {
     EXPECT_EQ(g_ts_station_i, -1);
 }
 
-TEST_F(TimeSeriesTest, OneSamplePerModelTimeWithTheLatestValues) {
-    time_series_add_station(2, 1);
-    set_level(2, 0.3f);
-    step_to(15);
-    set_level(2, 0.4f);
-    step_to(15);  // paused, stepped again to the same time
-    ASSERT_EQ(rec(0).count, 2u);
-    EXPECT_EQ(rec(0).samples[1].time_s, 15);
-    EXPECT_FLOAT_EQ(rec(0).samples[1].level_m, 0.4f);
-    EXPECT_FLOAT_EQ(rec(0).samples[1].peak_positive_rise_m, 0.4f);
-
-    set_level(2, -0.2f);
-    step_to(30);
-    ASSERT_EQ(rec(0).count, 3u);
-    const TimeSeriesSample& s = rec(0).samples[2];
-    EXPECT_FLOAT_EQ(s.level_m, -0.2f);
-    EXPECT_EQ(s.positive_rise_m, 0.0f);
-    EXPECT_FLOAT_EQ(s.peak_positive_rise_m, 0.4f);
-    EXPECT_EQ(rec(0).last_time_s, 30);
-}
-
 TEST_F(TimeSeriesTest, DisabledStationKeepsItsRecorderButRecordsNothing) {
     time_series_add_station(2, 1);
     time_series_add_station(3, 0);
@@ -204,32 +183,9 @@ TEST_F(TimeSeriesTest, FailedSampleGrowthDropsOnlyThatSample) {
     EXPECT_EQ(rec(0).samples[4095].time_s, t - 30);
 }
 
-TEST_F(TimeSeriesTest, CsvIsTheDocumentedTable) {
-    time_series_add_station(2, 1);  // t = 0, level 0
-    set_level(2, 0.25f);
-    step_to(90);
-    set_level(2, -0.5f);
-    step_to(105);
-
+TEST_F(TimeSeriesTest, NothingToWriteOrNowhereToWriteItFails) {
+    time_series_add_station(2, 1);
     testing::TempDir dir;
-    const std::string path = dir.file("ts.csv");
-    ASSERT_EQ(write_time_series_csv_for_recorder(path.c_str(), &rec(0)), 1);
-    EXPECT_EQ(testing::read_file_text(path),
-              "# station_no,3\n"
-              "# forecast_zone_id,11\n"
-              "# forecast_zone_name,\"宮城県\"\n"
-              "# grid_x,8\n"
-              "# grid_y,4\n"
-              "# sample_grid_x,8\n"
-              "# sample_grid_y,4\n"
-              "# note,level_m is signed sea-level change. positive_rise_m ignores drawdown.\n"
-              "time_s,time_min,time_hr,level_m,level_cm,positive_rise_m,positive_rise_cm,"
-              "peak_positive_rise_m,peak_positive_rise_cm\n"
-              "0,0.000000,0.000000,0.00000000,0.00000,0.00000000,0.00000,0.00000000,0.00000\n"
-              "90,1.500000,0.025000,0.25000000,25.00000,0.25000000,25.00000,0.25000000,25.00000\n"
-              "105,1.750000,0.029167,-0.50000000,-50.00000,0.00000000,0.00000,0.25000000,"
-              "25.00000\n");
-
     TimeSeriesRecorder empty;
     empty.station_index = 2;
     TimeSeriesRecorder unpicked = rec(0);
@@ -286,43 +242,6 @@ TEST_F(TimeSeriesTest, SvgOfAFallingLevelKeepsZeroBelowTheTopMargin) {
     EXPECT_NE(svg.find(" 519,445 946,186 \"/>"), std::string::npos);
     EXPECT_NE(svg.find("<polyline class=\"peak\" points=\"92,100 519,100 946,100 \"/>"),
               std::string::npos);
-
-    // The documented drawing order.
-    const char* const order[] = {
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>",
-        "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"980\" height=\"560\" "
-        "viewBox=\"0 0 980 560\"",
-        "fill=\"#ffffff\"",
-        "<style>text{font-family:'Meiryo UI','Yu Gothic UI','Malgun Gothic',sans-serif;"
-        "font-size:14px;fill:#222}.small{font-size:12px;fill:#555}.title{font-size:20px;"
-        "font-weight:700}.axis{stroke:#222;stroke-width:1.2}.grid{stroke:#ddd;stroke-width:1}"
-        ".zero{stroke:#777;stroke-width:1.2;stroke-dasharray:5 4}.level{fill:none;"
-        "stroke:#d7372f;stroke-width:2}.peak{fill:none;stroke:#444;stroke-width:1.7;"
-        "stroke-dasharray:6 5}</style>",
-        "x=\"92\" y=\"30\" class=\"title\">Station #3 sea-level time series</text>",
-        "x=\"92\" y=\"50\" class=\"small\">station_id 11: ",
-        "class=\"grid\" x1=\"92\" y1=\"486\"",
-        "class=\"grid\" x1=\"92\" y1=\"58\" x2=\"92\"",
-        "class=\"zero\"",
-        "class=\"axis\" x1=\"92\" y1=\"58\" x2=\"92\" y2=\"486\"",
-        "class=\"axis\" x1=\"92\" y1=\"486\" x2=\"946\" y2=\"486\"",
-        "<polyline class=\"level\"",
-        "<polyline class=\"peak\"",
-        "x=\"519\" y=\"536\" text-anchor=\"middle\">time after simulation start (min)</text>",
-        "transform=\"rotate(-90 22 272)\">water level change (m)</text>",
-        "<rect x=\"102\" y=\"72\" width=\"16\" height=\"3\" fill=\"#d7372f\"/>",
-        "x=\"124\" y=\"76\">live signed level</text>",
-        "x1=\"282\" y1=\"73\" x2=\"298\" y2=\"73\" stroke=\"#444\" stroke-width=\"2\" "
-        "stroke-dasharray=\"6 5\"",
-        "x=\"306\" y=\"76\">peak positive rise</text>",
-        "</svg>",
-    };
-    std::size_t at = 0;
-    for (const char* piece : order) {
-        const std::size_t found = svg.find(piece, at);
-        ASSERT_NE(found, std::string::npos) << "missing or out of order: " << piece;
-        at = found;
-    }
 
     EXPECT_EQ(std::system(("xmllint --noout '" + path + "'").c_str()), 0);
 }

@@ -132,39 +132,6 @@ TEST_F(WarningCheckTest, UpgradesOnlyAcrossChecks) {
     EXPECT_EQ(g_orvex_last_sent_forecast_arrival_5min_s[11], 1500);
 }
 
-TEST_F(WarningCheckTest, AMessageListsAll92ZonesInOrder) {
-    g_orvex_calc_start_delay_s = 60;
-    set_forecast(5, 10, 0.3f, 700);
-    g_sim.station_max_m[0] = 0.4f;
-    g_sim.station_arrival_s[0] = 610;
-    run_to_hour(6);
-    const auto raw = outbox_raw_lines();
-    ASSERT_EQ(raw.size(), 1u);
-    const Json m = Json::parse(raw[0]);
-    EXPECT_EQ(key_list(m), kCheckKeys);
-    // The release clock has not started: the sync time is the start delay alone.
-    expect_fields(m, R"({"kind":"warning_check","sim_s":21600,"completed_h":6,
-                         "real_sync_time_s":60,"effective_time":"1日 06:00",
-                         "issue_time":"1日 06:00","changed_zone_count":1,"is_3hour_check":true})");
-    EXPECT_TRUE(m["arrival_round_min"].is_number_integer());
-    ASSERT_EQ(m["zones"].size(), 92u);
-    int expected = 1;
-    for (const Json& z : m["zones"]) {
-        if (expected == 67) ++expected;
-        EXPECT_EQ(z["zone"], expected);
-        EXPECT_EQ(key_list(z), kZoneKeys);
-        EXPECT_EQ(z["update_changed"], expected == 11);
-        ++expected;
-    }
-    expect_fields(zone(m, 11), R"({"name":"宮城県","forecast_height_step":"1m",
-                                   "forecast_raw_max_m":0.3,"forecast_first_arrival_s":700,
-                                   "forecast_first_arrival_5min_s":900,"observed_raw_max_m":0.4,
-                                   "observed_height_rank":2,"first_arrival_s":610,
-                                   "first_arrival_time":"1日 00:15","downgrade_effective_s":21600})");
-    expect_fields(zone(m, 68), R"({"name":"カンウォン 北部 沿岸","height_step":"0m",
-                                   "first_arrival_time":"0","forecast_first_arrival_time":"0"})");
-}
-
 TEST_F(WarningCheckTest, ZoneMapGrowsBreadthFirstAndTiesGoToTheFirstSeed) {
     auto g = testing::make_ocean(20, 5, 50.0f);
     g.add_station(6, 2, 12);  // queued first

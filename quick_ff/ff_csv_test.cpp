@@ -272,31 +272,6 @@ TEST_F(QuickFfCsvTest, NothingReadLeavesTheGridAndWarns) {
     EXPECT_EQ(fake().boxes.size(), 3u);
 }
 
-TEST_F(QuickFfCsvTest, BundledTohokuLikeExampleLoads) {
-    QuickFfLoadResult r;
-    ASSERT_TRUE(
-        quick_ff_load_csv_file(KAITORO_SOURCE_DIR "/data/examples/tohoku2011_like_ff.csv", &r));
-    EXPECT_EQ(g_quick_ff_grid_rows, 7);
-    EXPECT_EQ(g_quick_ff_grid_cols, 10);
-    EXPECT_FLOAT_EQ(g_fault_stamp_length_km, 50.0f);
-    EXPECT_FLOAT_EQ(g_fault_width_km, 50.0f);
-    int active = 0, zero_delay = 0;
-    float max_slip = 0;
-    for (const QuickFfCell& c : g_quick_ff_rows) {
-        if (!quick_ff_cell_active(c)) continue;
-        ++active;
-        zero_delay += c.delay_s == 0;
-        max_slip = std::max(max_slip, c.slip_m);
-        EXPECT_FLOAT_EQ(c.dip_deg, 14.0f);
-    }
-    EXPECT_EQ(active, r.cells);
-    EXPECT_EQ(zero_delay, 1);
-    EXPECT_FLOAT_EQ(max_slip, 30.0f);
-    int row, col;
-    quick_ff_find_epicenter_cell(&row, &col, nullptr, nullptr);
-    EXPECT_EQ(quick_ff_cell_name(row, col), "E3");
-}
-
 TEST_F(QuickFfCsvTest, ValuesAreClampedAndThresholded) {
     EXPECT_EQ(load("A1,-4,-9,2\nB1,0.0004,59.5,90\nC1,0.0006\n"), 3);
     const QuickFfCell& a1 = *quick_ff_cell_at(0, 0);

@@ -125,37 +125,6 @@ TEST_F(ColorsTest, KeyframeInterpolationLinearSmoothAndClamped) {
     EXPECT_EQ(color_keyframes_rgb32(keys, 3, 0, 99.0f), rgb(255, 0, 255));
 }
 
-TEST_F(ColorsTest, BuiltInWaveColoursAtTheDocumentedHeights) {
-    // (60, 138, 255) and (90, 238, 233) lie halfway between keys.
-    const std::pair<float, std::uint32_t> cases[] = {
-        {-2.0f, 0x0037ff}, {-1.0f, 0x0037ff},        {-0.5f, 0x3c8aff}, {0.0f, 0x78dcff},
-        {0.25f, 0x5aeee9}, {0.5f, 0x3cffd2},         {5.0f, 0xff2823},  {20.0f, 0x46005f},
-        {25.0f, 0x46005f}, {std::nanf(""), 0x78dcff}};
-    for (const auto& [h, c] : cases) EXPECT_EQ(tsunami_wave_color_log(h), c) << h;
-
-    // Coefficient 2: 1 m is looked up at s = 4, two thirds of the way from 2 to 5 m.
-    g_wave_display_coeff = 2.0f;
-    const std::uint32_t at4 = tsunami_wave_color_log(1.0f);
-    g_wave_display_coeff = 1.0f;
-    EXPECT_EQ(at4, tsunami_wave_color_log(4.0f));
-    // Coefficient 0 turns every positive height into the zero colour.
-    g_wave_display_coeff = 0.0f;
-    EXPECT_EQ(tsunami_wave_color_log(3.0f), 0x78dcffu);
-    EXPECT_EQ(tsunami_wave_color_log(-3.0f), 0x78dcffu);
-
-    // A custom scale is looked up at height x coefficient.
-    g_wave_display_coeff = 2.0f;
-    const ParseResult r = parse("0,#000000\n4,#ffffff\n");
-    std::memcpy(g_cell_color_keys, r.keys.data(), sizeof(ColorKeyframe) * 2);
-    g_cell_color_key_count = 2;
-    g_cell_color_custom_enabled = 1;
-    EXPECT_EQ(tsunami_wave_color_log(1.0f), rgb(128, 128, 128));
-    // A custom scale of one key is not in force.
-    g_cell_color_key_count = 1;
-    g_wave_display_coeff = 1.0f;
-    EXPECT_EQ(tsunami_wave_color_log(0.0f), 0x78dcffu);
-}
-
 TEST_F(ColorsTest, CoastMarkerColoursBuiltInAndCustomModes) {
     std::uint32_t c = 123;
     EXPECT_EQ(coast_marker_color_rgb32(0.049f, &c), 0);

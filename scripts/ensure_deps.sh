@@ -11,7 +11,7 @@ KAITORO_PACKAGES=(
     qt6-base-dev libgl-dev xvfb xauth
     python3 libxml2-utils
     nlohmann-json3-dev
-    libnetcdf-dev ffmpeg python3-netcdf4 python3-xarray gdal-bin
+    libnetcdf-dev netcdf-bin ffmpeg python3-netcdf4 python3-xarray gdal-bin
     clang libclang-rt-14-dev
     libsqlite3-dev sqlite3 slurm-wlm munge
 )

@@ -20,48 +20,6 @@ namespace {
 
 constexpr char kHeader[] = "lat,lon,depth_km,strike_deg,dip_deg,rake_deg,length_km,width_km,slip_m";
 
-TEST(FaultTableTest, EveryRejectedLineIsNamedWithItsReason) {
-    const std::string text = std::string("\xEF\xBB\xBF# name: Test event\r\n# mw: 8.1\r\n") +
-                             "# not metadata because it has no colon\r\n" + kHeader +
-                             ",rupture_s,reference\r\n"
-                             "38,143,20,200,15,90,100,50,2,0,centroid\r\n"
-                             "38,143,20,200,15,90,100,50\r\n"
-                             "38,143,abc,200,15,90,100,50,2,0,\r\n"
-                             "38,143,20,200,0,90,100,50,2,0,\r\n"
-                             "38,143,20,200,95,90,100,50,2,0,\r\n"
-                             "91,143,20,200,15,90,100,50,2,0,\r\n"
-                             "38,143,20,200,15,90,-1,50,2,0,\r\n"
-                             "38,143,20,200,15,90,100,50,1e39,0,\r\n"
-                             "38,143,20,200,15,90,100,50,2,-5,\r\n"
-                             "38,143,20,200,15,90,100,50,2,0,middle\r\n"
-                             "38,143,2,200,30,90,100,50,2,0,centroid\r\n"
-                             "# a comment between subfaults\r\n"
-                             "\r\n"
-                             "39,144,0,10,45,90,20,10,1,30,top_center\r\n";
-    FaultTable t;
-    fault_table_parse(text, &t);
-    ASSERT_EQ(t.subfaults.size(), 2u);
-    EXPECT_EQ(t.meta("NAME"), "Test event");
-    EXPECT_EQ(t.meta("mw"), "8.1");
-    EXPECT_EQ(t.meta("citation"), "");
-    const std::vector<std::string> expected = {
-        "line 6: 8 fields, the header has 11",
-        "line 7: depth_km 'abc' is not a number",
-        "line 8: dip_deg 0 is outside (0, 90]",
-        "line 9: dip_deg 95 is outside (0, 90]",
-        "line 10: lat 91 is outside [-90, 90]",
-        "line 11: length_km -1 is outside (0, 2000]",
-        "line 12: slip_m 1e39 is outside [-200, 200]",
-        "line 13: rupture_s -5 is outside [0, 86400]",
-        "line 14: reference 'middle' is not centroid, top_center or top_corner",
-        "line 15: the top edge would be 10.50 km above the sea floor (centroid depth 2.00 km, "
-        "width 50.00 km, dip 30.00)",
-    };
-    EXPECT_EQ(t.rejected, expected);
-    EXPECT_EQ(t.subfaults[1].line, 18);
-    EXPECT_EQ(t.subfaults[1].rupture_s, 30);
-}
-
 TEST(FaultTableTest, HeaderlessAndDuplicateColumnTablesLoadNothing) {
     FaultTable t;
     fault_table_parse("38,143,20,200,15,90,100,50,2\n", &t);
@@ -99,17 +57,6 @@ TEST(FaultTableTest, TopReferencesResolveToTheCentroid) {
         EXPECT_NEAR(t.subfaults[k].fault.lon_deg, 143.0, 1e-5) << k;
         EXPECT_DOUBLE_EQ(t.subfaults[k].fault.depth_km, 15.0) << k;
     }
-}
-
-TEST(FaultTableTest, StandardMomentAndMagnitude) {
-    FaultTable t;
-    fault_table_parse(std::string(kHeader) + "\n38,143,20,200,15,90,100,50,2\n"
-                                             "38,144,20,200,15,90,100,50,-2\n",
-                      &t);
-    // 2 x 3e10 Pa * 100 km * 50 km * 2 m; a negative slip is still moment.
-    EXPECT_DOUBLE_EQ(fault_table_moment_nm(t.subfaults), 6e20);
-    EXPECT_NEAR(moment_magnitude_from_nm(6e20), 7.7854, 1e-4);
-    EXPECT_EQ(moment_magnitude_from_nm(0), 0);
 }
 
 class FaultSourceTest : public ::testing::Test {

@@ -42,20 +42,6 @@ double km_to_cell(const GridData& g, float gx, float gy, int cell) {
     return std::sqrt(dx * dx + dy * dy) * cell_km_at_row(gy);
 }
 
-// The enabled station nearest to a place (any zone), as a user hovering the map would find it.
-int nearest_enabled_station(const GridData& g, float lat, float lon) {
-    float gx = 0, gy = 0;
-    grid_xy_from_latlon(lat, lon, &gx, &gy);
-    int best = -1;
-    double best_km = 1e300;
-    for (std::uint32_t i = 0; i < g.station_count; ++i) {
-        if (!station_is_enabled(&g, int(i))) continue;
-        const double km = km_to_cell(g, gx, gy, g.station_cell[i]);
-        if (km < best_km) best_km = km, best = int(i);
-    }
-    return best;
-}
-
 class BundledGrid : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
@@ -73,22 +59,6 @@ class BundledGrid : public ::testing::Test {
 };
 GridData* BundledGrid::grid_ = nullptr;
 int BundledGrid::overrides_loaded_ = 0;
-
-TEST_F(BundledGrid, HasTheGeoreferencedSizeAndEnoughStationsForEveryCorrection) {
-    const GridData& g = *grid_;
-    EXPECT_EQ(g.nx, 851u);
-    EXPECT_EQ(g.ny, 539u);
-    // The loader's single-station table reaches station 4891.
-    EXPECT_GT(g.station_count, 4891u);
-    EXPECT_EQ(file_zones().size(), g.station_count);
-    for (std::uint32_t i = 0; i < g.station_count; ++i) {
-        ASSERT_TRUE(g.cell_valid(g.station_cell[i])) << "station " << i + 1;
-        ASSERT_GT(g.depth_m[std::size_t(g.station_cell[i])], 0.0f) << "station " << i + 1;
-    }
-    // Row 0 is the south: the first station lies near the southern edge, the last near the north.
-    EXPECT_LT(g.station_cell.front() / int(g.nx), 10);
-    EXPECT_GT(g.station_cell.back() / int(g.nx), int(g.ny) - 10);
-}
 
 TEST_F(BundledGrid, EveryFixedCorrectionLandsOnAStationOfItsZone) {
     const GridData& g = *grid_;
@@ -116,64 +86,6 @@ TEST_F(BundledGrid, EveryFixedCorrectionLandsOnAStationOfItsZone) {
     for (const auto& r : kma) EXPECT_TRUE(r.zone_id >= 68 && r.zone_id <= 93) << r.station_no;
     const std::map<int, int> quoted = {{1182, 81}, {1183, 80}, {1324, 78}, {1519, 83}, {3187, 68}};
     for (const auto& [no, zone] : quoted) EXPECT_EQ(final_zone.at(no), zone) << no;
-}
-
-TEST_F(BundledGrid, LoadingKeepsTheWrittenZonesOfAtLeast99PercentOfStations) {
-    const GridData& g = *grid_;
-    const std::vector<std::int32_t> written = file_zones();
-    ASSERT_EQ(written.size(), g.station_count);
-    std::size_t same = 0;
-    for (std::uint32_t i = 0; i < g.station_count; ++i) same += g.station_zone[i] == written[i];
-    EXPECT_GE(same * 100, std::size_t(g.station_count) * 99);
-}
-
-TEST_F(BundledGrid, EveryForecastZoneHasEnabledStations) {
-    const GridData& g = *grid_;
-    std::map<int, int> per_zone;
-    for (std::uint32_t i = 0; i < g.station_count; ++i)
-        if (station_is_enabled(&g, int(i))) ++per_zone[g.station_zone[i]];
-    for (int z = 1; z <= 93; ++z) {
-        if (z != kZoneOutside) {
-            EXPECT_GT(per_zone[z], 0) << "zone " << z;
-        }
-    }
-}
-
-TEST_F(BundledGrid, KnownPlacesLieOnTheirForecastZones) {
-    struct Place {
-        const char* name;
-        float lat, lon;
-        int zone, other_zone;
-    };
-    const Place places[] = {
-        {"Sendai", 38.2667f, 141.0167f, 11, 0}, {"Kushiro", 42.9833f, 144.3667f, 2, 0},
-        {"Kochi", 33.5f, 133.5667f, 47, 0},     {"Naha", 26.2167f, 127.6667f, 64, 0},
-        {"Busan", 35.1f, 129.04f, 74, 0},       {"Incheon", 37.45f, 126.6f, 91, 92},
-        {"Niigata", 37.93f, 139.05f, 26, 0},    {"Hiroshima", 34.35f, 132.46f, 42, 0},
-        {"Jeju", 33.52f, 126.53f, 78, 0},       {"Hakodate", 41.77f, 140.72f, 4, 0},
-    };
-    for (const auto& p : places) {
-        const int s = nearest_enabled_station(*grid_, p.lat, p.lon);
-        ASSERT_GE(s, 0) << p.name;
-        const int z = grid_->station_zone[std::size_t(s)];
-        EXPECT_TRUE(z == p.zone || z == p.other_zone)
-            << p.name << ": station " << s + 1 << " has zone " << z;
-    }
-}
-
-TEST_F(BundledGrid, VisibleMapKeepsAllSeaAndTheOverridesOpenWater) {
-    const GridData& g = *grid_;
-    ASSERT_TRUE(overrides_loaded_);
-    EXPECT_GT(count_land_overrides(&g), 0);
-    std::size_t sea_shown_as_land = 0;
-    for (std::size_t c = 0; c < g.cell_count(); ++c) {
-        EXPECT_NE(g.land_override[c], 1) << "the shipped overrides only open water";
-        if ((g.depth_m[c] > 0 || g.land_override[c] == 0) && g.land[c]) ++sea_shown_as_land;
-        if (g.land_override[c] == 0) {
-            EXPECT_FALSE(g.solid[c]) << "override cell " << c;
-        }
-    }
-    EXPECT_EQ(sea_shown_as_land, 0u);
 }
 
 // Two sea points on either side of a strait meet through cells the solver treats as water,

@@ -63,48 +63,5 @@ TEST_F(CliDesktopParityTest, SourcesSaveTheSamePresetAsTheDesktopCommand) {
     EXPECT_EQ(testing::read_file_text(cli), want);
 }
 
-// A colour file beside the program (the desktop saves one after every colour edit) leaves the
-// images alone; only --colors brings custom scales in, and the run says which it used.
-TEST_F(CliDesktopParityTest, ImagesUseBuiltInColoursUnlessAFileIsNamed) {
-    const std::string magenta =
-        "TSUNAMI_COLOR_SETTINGS_V1\ncell_enabled=1\nCELL_BEGIN\n-5,#ff00ff\n50,#ff00ff\nCELL_END\n";
-    // A copy of the program with that file beside it.
-    const std::string bin = dir_.file("bin");
-    fs::create_directory(bin);
-    fs::copy_file(kCli, bin + "/kaitoro-cli");
-    testing::write_text_file(bin + "/tsunami_color_settings.ini", magenta);
-    const std::string named = dir_.file("named.ini"), broken = dir_.file("broken.ini");
-    testing::write_text_file(named, magenta);
-    testing::write_text_file(broken, "CELL_BEGIN\n1,#ff00zz\n2,#000000\nCELL_END\n");
-
-    const std::string args = " run " + grid_ + " --sources " + sources_ + " --steps 20 --out " +
-                             dir_.file("out") + " --max-wave-png ";
-    const struct {
-        std::string cmd;
-        int code;
-        std::string says;
-    } runs[] = {
-        {kCli + args + dir_.file("a.png"), 0, "Colours: built-in scales\n"},
-        {bin + "/kaitoro-cli" + args + dir_.file("b.png"), 0, "Colours: built-in scales\n"},
-        {kCli + args + dir_.file("c.png") + " --colors " + named, 0, "Colours: " + named + "\n"},
-        {kCli + args + dir_.file("d.png") + " --colors " + broken, 2,
-         "Error: --colors " + broken + ": cell scale: Bad color near height 1. Use #RRGGBB.\n"},
-        {kCli + args + dir_.file("d.png") + " --colors " + grid_, 2,
-         "Error: --colors " + grid_ + ": not a colour settings file"},
-        {kCli + args + dir_.file("d.png") + " --colors " + dir_.file("none.ini"), 2,
-         "Error: --colors " + dir_.file("none.ini") + ": cannot open: No such file"},
-    };
-    for (const auto& t : runs) {
-        const auto r = run(t.cmd);
-        EXPECT_EQ(r.code, t.code) << t.cmd << "\n" << r.out;
-        EXPECT_NE(r.out.find(t.says), std::string::npos) << t.cmd << "\n" << r.out;
-    }
-    EXPECT_FALSE(fs::exists(dir_.file("d.png")));
-    const std::string builtin = testing::read_file_text(dir_.file("a.png"));
-    ASSERT_FALSE(builtin.empty());
-    EXPECT_EQ(testing::read_file_text(dir_.file("b.png")), builtin);
-    EXPECT_NE(testing::read_file_text(dir_.file("c.png")), builtin);
-}
-
 }  // namespace
 }  // namespace kaitoro

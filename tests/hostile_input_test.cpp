@@ -31,39 +31,6 @@ using testing::write_text_file;
 
 const std::string kLongComment = "#" + std::string(254, 'c');  // fills a 256-byte line
 
-struct SourceCase {
-    const char* what;
-    std::string text;
-    const char* points;  // "x,y,delay;" per point loaded
-};
-
-TEST(HostileSources, WrappedIntegersBomsAndLineTailsAreNotLoaded) {
-    const SourceCase cases[] = {
-        {"x beyond int", "4294967856,331,1.0,0\n1,2,1.0,0\n", "1,2,0;"},
-        {"delay beyond int", "5,5,1.0,99999999999\n", ""},
-        {"height beyond float", "5,5,1e39,0\n", ""},
-        {"bom without header",
-         "\xEF\xBB\xBF"
-         "3,4,1.0,0\n",
-         "3,4,0;"},
-        {"bom with header", "\xEF\xBB\xBFgrid_x,grid_y,height_m,delay_s\n3,4,1.0,0\n", "3,4,0;"},
-        {"overlong line tail", "#" + std::string(510, 'c') + "30,30,1.0,0\n7,7,1,0\n", "7,7,0;"},
-    };
-    TempDir dir;
-    for (const SourceCase& c : cases) {
-        write_text_file(dir.file("s.csv"), c.text);
-        SourceList list;
-        ASSERT_EQ(load_sources_csv(&list, dir.file("s.csv").c_str()), 1) << c.what;
-        std::string got;
-        for (std::size_t i = 0; i < list.count; ++i)
-            got += std::to_string(list[i].grid_x) + "," + std::to_string(list[i].grid_y) + "," +
-                   std::to_string(list[i].delay_s) + ";";
-        EXPECT_EQ(got, c.points) << c.what;
-    }
-    SourceList list;
-    EXPECT_EQ(load_sources_csv(&list, dir.path().c_str()), 0);  // a directory
-}
-
 TEST(HostileOverrides, WrappedIntegersBomsLineTailsAndDirectories) {
     const std::pair<std::string, const char*> cases[] = {
         {"4294967297,20,land\n", "none"},
@@ -87,23 +54,6 @@ TEST(HostileOverrides, WrappedIntegersBomsLineTailsAndDirectories) {
     GridData g = testing::load_spec(testing::make_ocean(4, 4, 100.0f));
     EXPECT_EQ(load_land_override_csv(&g, dir.path().c_str()), 0);
     EXPECT_FALSE(file_exists(dir.path().c_str()));  // so it hides no later search place
-}
-
-TEST(HostilePreset, ADirectoryLeavesTheSourceAlone) {
-    testing::reset_all_globals();
-    source_list_append(&g_sources, 1, 1, 1.0f, 0);
-    TempDir dir;
-    std::size_t n = 99;
-    EXPECT_EQ(load_preset_file(dir.path().c_str(), &n), 0);
-    EXPECT_EQ(g_sources.count, 1u);
-    write_text_file(dir.file("p.csv"),
-                    "PARAM,new_source_height_m,1e39\nSOURCE,4294967296,1,1.0,0\n2,2,1.0,0\n");
-    g_new_source_height_m = 2.5f;
-    ASSERT_EQ(load_preset_file(dir.file("p.csv").c_str(), &n), 1);
-    EXPECT_EQ(g_new_source_height_m, 2.5f);
-    ASSERT_EQ(g_sources.count, 1u);
-    EXPECT_EQ(g_sources[0].grid_x, 2);
-    testing::reset_all_globals();
 }
 
 TEST(HostileFiniteFault, SlipBeyondFloatRangeIsNoNumber) {

@@ -20,30 +20,6 @@ TEST(ObservationCsvTest, QuotedFieldsKeepCommasAndQuotes) {
     for (const auto& c : cases) EXPECT_EQ(csv_fields(c.line), c.fields) << c.line;
 }
 
-TEST(ObservationCsvTest, BundledTableLoadsWithWithdrawnValuesAbsent) {
-    std::vector<Observation> obs;
-    std::vector<std::string> rejected;
-    std::string error;
-    ASSERT_TRUE(observations_load(KAITORO_SOURCE_DIR "/validation/observations.csv", &obs,
-                                  &rejected, &error))
-        << error;
-    ASSERT_EQ(obs.size(), 31u);
-    EXPECT_TRUE(rejected.empty());
-    int tohoku = 0, noto = 0;
-    for (const Observation& o : obs) {
-        tohoku += observation_matches_event(o, "2011 Tohoku-oki");
-        noto += observation_matches_event(o, "2024 Noto Peninsula");
-        EXPECT_FALSE(observation_matches_event(o, "2011 Tohoku"));  // a name, not a prefix
-    }
-    EXPECT_EQ(tohoku, 12);
-    EXPECT_EQ(noto, 19);
-    const Observation& wajima = obs[12];
-    EXPECT_EQ(wajima.gauge, "Wajima");
-    EXPECT_EQ(wajima.first_arrival_min, -0.1);
-    EXPECT_FALSE(wajima.max_m.has_value());
-    EXPECT_EQ(wajima.max_qualifier, "withdrawn");
-}
-
 TEST(ValidationReportTest, SummaryAndGaugeRowsHaveTheirFormats) {
     EventResult e;
     e.name = "2024 Noto Peninsula";
