@@ -210,9 +210,13 @@ Files collect_outputs(const std::string& work, const std::string& transcript,
         }
         if (!binary) bytes = normalise(bytes, work);
         if (ext == ".jsonl") {
-            // The outbox stamps each packet with the wall-clock seconds since the run began.
+            // The outbox stamps each packet with the wall-clock seconds since the run began, and
+            // its issue and update times with the same clock to the minute (a slow build can
+            // take over a minute).
             static const std::regex wall_clock(R"re("(sim_s|real_elapsed_s|real_sync_time_s)":\d+)re");
             bytes = std::regex_replace(bytes, wall_clock, "\"$1\":<WALL>");
+            static const std::regex wall_minute(R"re("(issue_time|update_time)":"[^"]*")re");
+            bytes = std::regex_replace(bytes, wall_minute, "\"$1\":\"<WALL>\"");
         }
         if (bytes.size() < (binary ? 20000u : 200000u)) files[name] = bytes;
         else manifest += sha256(bytes, scratch) + "  " + name + "\n";
