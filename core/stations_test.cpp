@@ -60,6 +60,26 @@ class StationsTest : public ::testing::Test {
     float& sample_eta(int i) { return eta_at_cell(g_grid.station_sample_cell[i]); }
 };
 
+// The statistics follow the masks of the last reset: a station whose cell turns to land
+// samples its new neighbour, and one whose cell is hidden stops reporting.
+TEST_F(StationsTest, StatisticsFollowTheMasksOfTheLastReset) {
+    update_station_stats(&g_grid, &g_sim, 15);
+    const long long old_sample = g_grid.station_sample_cell[0];
+    set_land_override(&g_grid, 3, 3, 1);
+    g_grid.hidden[g_grid.station_sample_cell[1]] = 1;
+    rebuild_land_mask_from_coast_stations(&g_grid);
+    rebuild_solid_mask(&g_grid);
+    reset_simulation(&g_grid, &g_sim);
+    ASSERT_NE(g_grid.station_sample_cell[0], old_sample);
+    eta_at_cell(old_sample) = 3.0f;
+    sample_eta(0) = 0.25f;
+    sample_eta(1) = 2.0f;
+    update_station_stats(&g_grid, &g_sim, 30);
+    EXPECT_EQ(g_sim.station_max_m[0], 0.25f);
+    EXPECT_EQ(g_sim.station_arrival_s[0], 30);
+    EXPECT_EQ(g_sim.station_max_m[1], 0.0f);
+}
+
 TEST_F(StationsTest, WallsAndDisabledStationsReportNothing) {
     sample_eta(1) = kWallEta;
     sample_eta(4) = 1.0f;
