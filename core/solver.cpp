@@ -155,16 +155,8 @@ struct ScalarLanes {
 #pragma GCC diagnostic ignored "-Wpsabi"
 #endif
 
-// Neighbour offsets of one cell's inputs, in the order the terms are summed:
+// Neighbours k = 0..7 in the order the terms are summed:
 // (-1,-1) (0,-1) (+1,-1) (-1,0) (+1,0) (-1,+1) (0,+1) (+1,+1).
-// A cell on the domain border reads its inputs through these pointer tables.
-struct CellInputs {
-    const float* value[8];  // eta_prev of the neighbour
-    const float* coef[8];   // coupling of the edge towards it
-    const float* value_of(int k) const { return value[k]; }
-    const float* coef_of(int k) const { return coef[k]; }
-};
-
 // An inner cell's inputs, as offsets from the cell itself. The step is limited by instructions,
 // not memory: spelled out like this, the eight terms compile to plain loads at fixed offsets
 // from one index instead of a table of pointers reloaded for every cell.
@@ -322,39 +314,21 @@ RowKernels row_kernels() {
     return {portable::step_inner_span, portable::step_edge_row};
 }
 
-// The first or last cell of an inner row.
-template <unsigned kMissing>
-bool step_column_edge_cell(const StepView& v, int sx, int sy, bool* raised) {
+// The first or last cell of a row (kColumn: kWestColumn or kEastColumn), corners included.
+// Returns whether it is not quiet afterwards; sets *raised as step_inner_span does.
+template <unsigned kColumn>
+bool step_end_cell(const StepView& v, int sy, bool* raised) {
+    const int sx = kColumn == kWestColumn ? 0 : v.snx - 1;
     const std::size_t i = std::size_t(sy) * std::size_t(v.snx) + std::size_t(sx);
-    return portable::step_cells<ScalarLanes>(v, i, EdgeInputs<kMissing>{InnerInputs{v, i}},
-                                             damping_row(v, sy) + sx, *raised);
-}
-
-// A corner cell of the solver domain: a missing neighbour reads as a closed edge. Returns
-// whether it is not quiet afterwards; sets *raised as step_inner_span does.
-bool step_border_cell(const StepView& v, int sx, int sy, bool* raised) {
-    static const float kClosed = 0.0f;
-    static const int kDx[8] = {-1, 0, 1, -1, 1, -1, 0, 1};
-    static const int kDy[8] = {-1, -1, -1, 0, 0, 1, 1, 1};
-    // The edge towards each neighbour: (array, offset of the cell that owns it).
-    const float* const owner_array[8] = {v.coef_ne, v.coef_n,  v.coef_nw, v.coef_e,
-                                         v.coef_e,  v.coef_nw, v.coef_n,  v.coef_ne};
-    const int owner_dx[8] = {-1, 0, 1, -1, 0, 0, 0, 0};
-    const int owner_dy[8] = {-1, -1, -1, 0, 0, 0, 0, 0};
-    const std::ptrdiff_t snx = v.snx;
-    const std::ptrdiff_t i = std::ptrdiff_t(sy) * snx + sx;
-    CellInputs in;
-    for (int k = 0; k < 8; ++k) {
-        const int tx = sx + kDx[k], ty = sy + kDy[k];
-        if (tx < 0 || ty < 0 || tx >= v.snx || ty >= v.sny) {
-            in.value[k] = &kClosed;
-            in.coef[k] = &kClosed;
-        } else {
-            in.value[k] = v.eta_prev + (std::ptrdiff_t(ty) * snx + tx);
-            in.coef[k] = owner_array[k] + (i + std::ptrdiff_t(owner_dy[k]) * snx + owner_dx[k]);
-        }
-    }
-    return portable::step_cells<ScalarLanes>(v, std::size_t(i), in, damping_row(v, sy) + sx, *raised);
+    const float* damp = damping_row(v, sy) + sx;
+    const InnerInputs in{v, i};
+    if (sy == 0)
+        return portable::step_cells<ScalarLanes>(v, i, EdgeInputs<kColumn | kTopRow>{in}, damp,
+                                                 *raised);
+    if (sy == v.sny - 1)
+        return portable::step_cells<ScalarLanes>(v, i, EdgeInputs<kColumn | kBottomRow>{in}, damp,
+                                                 *raised);
+    return portable::step_cells<ScalarLanes>(v, i, EdgeInputs<kColumn>{in}, damp, *raised);
 }
 
 // The columns of row sy that can change on this step: anything within one cell of a non-quiet
@@ -389,18 +363,13 @@ void step_row(const StepView& v, int sy) {
         const RowKernels k = row_kernels();
         const bool edge_row = sy == 0 || sy == v.sny - 1;
         const int x0 = std::max(todo.lo, 1), x1 = std::min(todo.hi, v.snx - 1);
-        if (todo.lo == 0 && (edge_row ? step_border_cell(v, 0, sy, &raised)
-                                      : step_column_edge_cell<kWestColumn>(v, 0, sy, &raised)))
-            live.add(0, 1);
+        if (todo.lo == 0 && step_end_cell<kWestColumn>(v, sy, &raised)) live.add(0, 1);
         if (x0 < x1) {
             const Span mid = (edge_row ? k.edge_row : k.inner_span)(v, sy, x0, x1, &raised);
             live.add(mid.lo, mid.hi);
         }
-        const int east = v.snx - 1;
-        if (todo.hi == v.snx &&
-            (edge_row ? step_border_cell(v, east, sy, &raised)
-                      : step_column_edge_cell<kEastColumn>(v, east, sy, &raised)))
-            live.add(east, v.snx);
+        if (todo.hi == v.snx && step_end_cell<kEastColumn>(v, sy, &raised))
+            live.add(v.snx - 1, v.snx);
         const int gy = sy - v.pad;
         if (gy >= 0 && gy < v.ny) {
             // A source writes eta after the quiet test.
