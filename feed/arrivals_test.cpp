@@ -17,28 +17,6 @@ namespace {
 using testing::FeedTest;
 using testing::expect_fields;
 using testing::Json;
-using testing::key_list;
-
-// The members of a packet and of one observation record, in the order they are written.
-constexpr char kHeaderKeys[] =
-    "schema,type,kind,bulletin_class,event_driven,is_3hour_check,sim_s,computed_model_s,"
-    "real_elapsed_s,real_sync_time_s,realtime_speed_factor,realtime_speed_rule,calc_start_delay_s,"
-    "effective_time_s,effective_time,issue_time,origin_time,timer_rule,height_rule,"
-    "packet_meaningful_update_rule,observation_count,contains_height_updates,"
-    "packet_meaningful_update,observations";
-constexpr char kRecordKeys[] =
-    "obs_index,obs_index0,obs_no,queue_obs_index,queue_obs_index0,obs_id,queue_obs_id,name,agency,"
-    "lat,lon,gauge_lat,gauge_lon,coordinate_source,sim_station_no,csv_station_no,"
-    "csv_station_no_duplicate,mapped_grid_x,mapped_grid_y,grid_x,grid_y,display_grid_x,"
-    "display_grid_y,mapped_depth_m,sample_grid_x,sample_grid_y,sample_source,"
-    "mapped_coordinate_role,sample_coordinate_role,legacy_station_no_role,"
-    "event_record_bound_to_observation,virtual_coast_cell,preferred_zone_id,forecast_zone_id,"
-    "forecast_zone_name,observed_time_s,observation_time_s,observed_time,report_bucket_s,"
-    "scheduled_bulletin_s,update_time,height_m,height_label,reported_height_m,"
-    "reported_height_source,rise,rise_state,peak_updated,individual_peak_updated,max_updated,"
-    "is_new_individual_max,peak_delta_dm,peak_delta_m,peak_update_scope,rise_m,rise_label,level_m,"
-    "level_label,drawdown_m,drawdown_label,peak_m,peak_label,raw_live_m,raw_rise_m,raw_level_m,"
-    "raw_peak_m,report_reason,arrival_threshold_m,arrival_condition";
 
 class ArrivalTest : public FeedTest {
   protected:
@@ -50,12 +28,6 @@ class ArrivalTest : public FeedTest {
         install(g);
         ASSERT_EQ(station_shoreline_equiv_factor(visible_effective_depth_m(&g_grid, 10 * 40 + 10)),
                   2.0f);
-    }
-    std::vector<int> buckets_of(const std::vector<Json>& packets) {
-        std::vector<int> b;
-        for (const Json& p : packets)
-            for (const Json& o : p["observations"]) b.push_back(o["report_bucket_s"].get<int>());
-        return b;
     }
 };
 

@@ -10,22 +10,6 @@ namespace {
 using testing::FeedTest;
 using testing::expect_fields;
 using testing::Json;
-using testing::key_list;
-
-// The members of a check message and of one zone record, in the order they are written.
-constexpr char kCheckKeys[] =
-    "schema,type,kind,sim_s,completed_h,computed_model_s,real_sync_time_s,calc_start_delay_s,"
-    "effective_time_s,effective_time,timer_rule,bulletin_class,event_driven,is_3hour_check,"
-    "origin_time,issue_time,forecast_height_rule,arrival_round_min,changed_zone_count,"
-    "advisory_update_only,upgrade_only,check_interval_h,forecast_until_h,zone_forecast_included,"
-    "zones";
-constexpr char kZoneKeys[] =
-    "zone,name,height_step,height_rank,forecast_height_step,forecast_height_rank,"
-    "forecast_raw_max_m,forecast_first_arrival_s,forecast_first_arrival_5min_s,"
-    "forecast_first_arrival_time,forecast_basis,decision_mode,update_changed,upgrade_decision,"
-    "upgrade_effective_s,downgrade_decision,downgrade_effective_s,warning_decision,"
-    "decision_effective_s,raw_max_m,observed_raw_max_m,observed_height_step,observed_height_rank,"
-    "first_arrival_s,first_arrival_5min_s,first_arrival_time,downgrade_basis";
 
 // Two zones side by side: 11 in the west, 12 in the east, land along the south.
 class WarningCheckTest : public FeedTest {

@@ -25,13 +25,6 @@ namespace kaitoro::testing {
 
 using Json = nlohmann::ordered_json;
 
-// The member names of a JSON object, comma-joined in order.
-inline std::string key_list(const Json& j) {
-    std::string out;
-    for (const auto& [k, v] : j.items()) out += (out.empty() ? "" : ",") + k;
-    return out;
-}
-
 // Every member of `expected` (JSON text) is in `actual` with the same type and value.
 inline void expect_fields(const Json& actual, const char* expected) {
     const Json want = Json::parse(expected);
