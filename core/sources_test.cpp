@@ -18,20 +18,6 @@ using testing::make_ocean;
 using testing::TempDir;
 using testing::write_text_file;
 
-TEST(SourceList, SlipNormalisation) {
-    SourceList list;
-    source_list_append(&list, 0, 0, -1.0f, 0);
-    list[0].slip_m = 3.0f;
-    source_list_append(&list, 0, 0, 0.0f, 0);
-    list[1].slip_m = -2.0f;
-    source_list_append(&list, 0, 0, 1.0f, 0);
-    list[2].slip_m = 0.0004f;
-    normalize_source_slips(&list);
-    EXPECT_EQ(list[0].slip_m, 0.0f);
-    EXPECT_EQ(list[1].slip_m, 2.0f);
-    EXPECT_EQ(list[2].slip_m, 0.0f);
-}
-
 TEST(ApplySources, SameDelayAddsOtherDelayReplacesLandIsSkipped) {
     auto layout = make_ocean(10, 10, 100.0f);
     fill_rect(layout, 0, 0, 9, 1, -5.0f);
