@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <map>
 
 #include "core/driver.h"
 #include "core/status.h"
@@ -16,8 +15,6 @@
 
 namespace kaitoro {
 namespace {
-
-constexpr float kTan15 = 0.26794919f;
 
 class QuickFfPlacementTest : public ::testing::Test {
   protected:
@@ -34,27 +31,6 @@ class QuickFfPlacementTest : public ::testing::Test {
         cell.delay_s = delay;
         cell.dip_deg = dip;
         cell.enabled = slip > 0;
-    }
-    struct Extent {
-        int n = 0, x0 = 1 << 30, x1 = -1, y0 = 1 << 30, y1 = -1;
-        double sum_x = 0, sum_y = 0, sum_depth = 0;
-    };
-    // Extent of the placed nodes per patch id.
-    static std::map<int, Extent> patches() {
-        std::map<int, Extent> out;
-        for (std::size_t i = 0; i < g_sources.count; ++i) {
-            const SourcePoint& p = g_sources[i];
-            Extent& e = out[p.patch_id];
-            ++e.n;
-            e.x0 = std::min(e.x0, p.grid_x);
-            e.x1 = std::max(e.x1, p.grid_x);
-            e.y0 = std::min(e.y0, p.grid_y);
-            e.y1 = std::max(e.y1, p.grid_y);
-            e.sum_x += p.grid_x;
-            e.sum_y += p.grid_y;
-            e.sum_depth += p.depth_km;
-        }
-        return out;
     }
 };
 

@@ -23,32 +23,6 @@ namespace {
 using testing::read_file_text;
 using testing::write_text_file;
 
-constexpr char kEmptyPreset[] =
-    "\xEF\xBB\xBF# kaitoro_preset_v1\n"
-    "# rows: PARAM,key,value or SOURCE,grid_x,grid_y,height_m,delay_s,slip_m[,dip_deg,"
-    "moment_area_factor,fault_id,patch_id,strike_deg,depth_km,width_km,length_km]\n"
-    "PARAM,new_source_height_m,1\n"
-    "PARAM,new_source_delay_s,15\n"
-    "PARAM,brush_radius_cells,2\n"
-    "PARAM,fault_width_km,20\n"
-    "PARAM,subsidence_ratio,0.449999988079\n"
-    "PARAM,fault_dip_deg,15\n"
-    "PARAM,strike_slip_mix,0\n"
-    "PARAM,fault_strike_deg,0\n"
-    "PARAM,strike_smoothing_strength,2\n"
-    "PARAM,source_depth_km,20\n"
-    "PARAM,rupture_velocity_km_s,2.5\n"
-    "PARAM,rupture_delay_cursor_s,0\n"
-    "PARAM,source_profile_mode,1\n"
-    "PARAM,strike_slip_sense,1\n"
-    "PARAM,bilateral_rupture,0\n"
-    "PARAM,wave_display_coeff,1\n"
-    "PARAM,wave_overlay_alpha,0\n"
-    "PARAM,fault_stamp_length_km,40\n"
-    "PARAM,subsidence_side,1\n"
-    "SOURCE_HEADER,grid_x,grid_y,height_m,delay_s,slip_m,dip_deg,moment_area_factor,fault_id,"
-    "patch_id,strike_deg,depth_km,width_km,length_km\n";
-
 class PresetTest : public ::testing::Test {
   protected:
     void SetUp() override {

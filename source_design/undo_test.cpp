@@ -113,7 +113,6 @@ TEST_F(UndoTest, SourceCsvCommandUsesTheInstalledHooks) {
     g_fault_dip_deg = 25;
     load_source_csv_dialog(nullptr);
     ASSERT_EQ(g_sources.count, 2u);
-    EXPECT_STREQ(g_status, "Loaded 2 source(s) from CSV.");
     EXPECT_EQ(g_sources.items[0].dip_deg, 25.0f);
     ASSERT_EQ(g_source_undo_count, 1);
     EXPECT_STREQ(g_source_undo_stack[0].label, "load source CSV");
