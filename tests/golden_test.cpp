@@ -234,24 +234,22 @@ Files read_golden(const std::string& dir) {
     return files;
 }
 
-// The first line where two texts part, with its number and both versions.
+// The first line where two texts part, with its number and both versions (long JSON lines
+// shown from a little before the change).
 std::string first_difference(const std::string& want, const std::string& got) {
     std::istringstream a(want), b(got);
     std::string la, lb;
-    for (int line = 1;; ++line) {
+    int line = 1;
+    for (;; ++line) {
         const bool more_a = bool(std::getline(a, la)), more_b = bool(std::getline(b, lb));
-        if (!more_a && !more_b) return "  (they differ only in the final newline)\n";
-        if (!more_a || !more_b || la != lb) {
-            // Long lines (JSON packets) are shown from a little before the first change.
-            std::size_t col = 0;
-            while (col < la.size() && col < lb.size() && la[col] == lb[col]) ++col;
-            const std::size_t from = col > 60 ? col - 60 : 0;
-            auto cut = [&](const std::string& l) { return l.substr(std::min(from, l.size()), 200); };
-            return "  line " + std::to_string(line) + ", column " + std::to_string(col + 1) +
-                   "\n    golden: " + (more_a ? cut(la) : "<end of file>") +
-                   "\n    now:    " + (more_b ? cut(lb) : "<end of file>") + "\n";
-        }
+        if (!more_a || !more_b || la != lb) break;
     }
+    std::size_t col = 0;
+    while (col < la.size() && col < lb.size() && la[col] == lb[col]) ++col;
+    const std::size_t from = col > 60 ? col - 60 : 0;
+    auto cut = [&](const std::string& l) { return l.substr(std::min(from, l.size()), 200); };
+    return "  line " + std::to_string(line) + ", column " + std::to_string(col + 1) +
+           "\n    golden: " + cut(la) + "\n    now:    " + cut(lb) + "\n";
 }
 
 void PrintTo(const Scenario& s, std::ostream* os) { *os << s.name; }

