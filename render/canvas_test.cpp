@@ -55,52 +55,5 @@ TEST_F(CanvasTest, OutlineIsOnePixelAroundTheInclusiveRectangle) {
     EXPECT_EQ(c_.rgb(14, 13), 0x202020u);
 }
 
-TEST(CanvasText, RasterisesLiberationSansAtItsTopLeft) {
-    ASSERT_FALSE(canvas_font_path(0).empty()) << "Liberation Sans is not installed";
-    Rgb24Canvas c;
-    ASSERT_TRUE(rgb24_canvas_create(&c, 300, 80));
-    EXPECT_EQ(rgb24_draw_text_gdi(&c, 10, 20, "", CanvasTextStyle::Small18, 0, 0), 1);
-    EXPECT_EQ(c.pixels, std::vector<std::uint8_t>(300 * 80 * 3, 255));
-
-    ASSERT_EQ(rgb24_draw_text_gdi(&c, 10, 20, "Hx", CanvasTextStyle::Medium20, 0, 0xFF0000), 1);
-    int x0 = 1000, x1 = -1, y0 = 1000, y1 = -1;
-    bool pure = false;
-    for (int y = 0; y < c.height; ++y)
-        for (int x = 0; x < c.width; ++x) {
-            const std::uint32_t p = c.rgb(x, y);
-            if (p == 0xFFFFFFu) continue;
-            // Antialiased red over white: red stays full, green and blue equal.
-            EXPECT_EQ(p >> 16, 0xFFu);
-            EXPECT_EQ(p >> 8 & 255, p & 255);
-            pure = pure || p == 0xFF0000u;
-            x0 = std::min(x0, x), x1 = std::max(x1, x), y0 = std::min(y0, y), y1 = std::max(y1, y);
-        }
-    EXPECT_TRUE(pure);
-    // The top of the cell is at y = 20: the cap height of a 20-pixel Arial starts a few pixels
-    // lower, and the baseline lies about 18 pixels below the top.
-    EXPECT_GE(y0, 21);
-    EXPECT_LE(y0, 25);
-    EXPECT_GE(y1, 36);
-    EXPECT_LE(y1, 39);
-    EXPECT_GE(x0, 10);
-    EXPECT_LE(x0, 13);
-    // "Hx" in 20 px Arial is about 25 pixels wide.
-    EXPECT_NEAR(rgb24_text_width("Hx", 20, 0), 25, 2);
-    EXPECT_GT(rgb24_text_width("Maximum slip", 20, 1), rgb24_text_width("Maximum slip", 20, 0));
-
-    // The heading style is always bold in (17, 17, 17).
-    Rgb24Canvas h;
-    ASSERT_TRUE(rgb24_canvas_create(&h, 200, 50));
-    rgb24_draw_text_gdi(&h, 0, 0, "Map view", CanvasTextStyle::Heading24, 0, 0xFF0000);
-    bool dark = false;
-    for (int y = 0; y < h.height; ++y)
-        for (int x = 0; x < h.width; ++x) {
-            const std::uint32_t p = h.rgb(x, y);
-            EXPECT_EQ(p >> 16 & 255, p & 255);  // grey only
-            dark = dark || p == 0x111111u;
-        }
-    EXPECT_TRUE(dark);
-}
-
 }  // namespace
 }  // namespace kaitoro
