@@ -1,7 +1,6 @@
 #include "core/driver.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <climits>
 #include <cstring>
@@ -222,25 +221,13 @@ class StartupTest : public DriverTest {
 protected:
     void SetUp() override {
         DriverTest::SetUp();
-        char buf[4096];
-        ASSERT_NE(getcwd(buf, sizeof buf), nullptr);
-        old_cwd_ = buf;
-        ASSERT_EQ(chdir(work_.path().c_str()), 0);  // no coast_override.csv here
         auto s = make_ocean(20, 12, 100.0f);
         s.add_station(4, 4, 11);
         testing::write_file_bytes(data_.file("grid.bin"), testing::encode_grid_file(s));
     }
-    void TearDown() override {
-        ASSERT_EQ(chdir(old_cwd_.c_str()), 0);
-        DriverTest::TearDown();
-    }
-    int start(const std::string& path) {
-        std::string arg0 = "kaitoro";
-        char* argv[] = {arg0.data(), const_cast<char*>(path.c_str())};
-        return driver_startup(2, argv);
-    }
-    std::string old_cwd_;
+    static int start(const std::string& path) { return testing::start_program(path); }
     TempDir work_, data_, exe_;
+    testing::ScopedChdir cwd_{work_.path()};  // no coast_override.csv here
 };
 
 TEST_F(StartupTest, MissingDataFileShowsTheMessageAndFails) {

@@ -31,28 +31,16 @@ class ArrivalTest : public FeedTest {
     }
 };
 
-TEST_F(ArrivalTest, OnlyAPositiveRiseOfFiveCentimetresSetsTheArrival) {
+// A rise of exactly 5 cm counts; drawdowns and what follows are pinned by the golden outboxes.
+TEST_F(ArrivalTest, ARiseOfFiveCentimetresSetsTheArrival) {
     const int p = add_point(10, 10);
     map_points();
-    set_level(p, -0.3f);
-    step_to(300);
-    step_to(315);
-    EXPECT_EQ(g_orvex_observation_arrival_s[0], 0);
-    EXPECT_EQ(g_orvex_observation_peak_m[0], 0.0f);
     set_level(p, 0.049f);
     step_to(600);
     EXPECT_EQ(g_orvex_observation_arrival_s[0], 0);
     set_level(p, 0.05f);
     step_to(615);
     EXPECT_EQ(g_orvex_observation_arrival_s[0], 615);
-    // Later drawdowns neither move the arrival nor lower the peak.
-    set_level(p, -1.0f);
-    step_to(900);
-    EXPECT_EQ(g_orvex_observation_arrival_s[0], 615);
-    EXPECT_FLOAT_EQ(g_orvex_observation_peak_m[0], 0.05f);
-    ASSERT_EQ(g_orvex_observation_event_count, 1);
-    EXPECT_EQ(g_orvex_observation_event_queue[0].live_dm, -10);
-    EXPECT_EQ(g_orvex_observation_event_queue[0].peak_dm, 1);
 }
 
 TEST_F(ArrivalTest, QueueRefusesBadReportsAndDuplicates) {

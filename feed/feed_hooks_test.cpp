@@ -2,9 +2,8 @@
 // virtual ones into stations, every tick and step feeds the outbox, every reset empties it.
 #include "feed/feed_hooks.h"
 
-#include <unistd.h>
-
-#include <cstring>
+#include <cstdio>
+#include <optional>
 
 #include "core/sources.h"
 #include "feed/arrivals.h"
@@ -19,10 +18,7 @@ class FeedDriverTest : public FeedTest {
   protected:
     void SetUp() override {
         FeedTest::SetUp();
-        char buf[4096];
-        ASSERT_NE(getcwd(buf, sizeof buf), nullptr);
-        old_cwd_ = buf;
-        ASSERT_EQ(chdir(dir.path().c_str()), 0);
+        cwd_.emplace(dir.path());
         // Columns from 118 on lie east of 120°E, inside the box the points file accepts.
         auto g = testing::make_ocean(170, 40, 400.0f);
         testing::fill_rect(g, 0, 0, 169, 4, -10.0f);
@@ -31,7 +27,7 @@ class FeedDriverTest : public FeedTest {
         testing::write_file_bytes(dir.file("grid.bin"), testing::encode_grid_file(g));
     }
     void TearDown() override {
-        ASSERT_EQ(chdir(old_cwd_.c_str()), 0);
+        cwd_.reset();
         FeedTest::TearDown();
     }
     static std::string csv_point(const char* code, const char* agency, int x, int y) {
@@ -41,12 +37,8 @@ class FeedDriverTest : public FeedTest {
         std::snprintf(line, sizeof line, "%s,%s name,%s,%.5f,%.5f\n", code, code, agency, lat, lon);
         return line;
     }
-    int start() {
-        std::string arg0 = "kaitoro", path = dir.file("grid.bin");
-        char* argv[] = {arg0.data(), path.data()};
-        return driver_startup(2, argv);
-    }
-    std::string old_cwd_;
+    int start() { return testing::start_program(dir.file("grid.bin")); }
+    std::optional<testing::ScopedChdir> cwd_;
 };
 
 TEST_F(FeedDriverTest, StartupMapsThePointsThenAddsVirtualStationsAndTicksFeedTheOutbox) {

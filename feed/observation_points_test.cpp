@@ -1,7 +1,5 @@
 #include "feed/observation_points.h"
 
-#include <unistd.h>
-
 #include <cstring>
 #include <string>
 #include <vector>
@@ -20,11 +18,8 @@ class PointLoadTest : public FeedTest {
   protected:
     void load(const char* csv) {
         if (csv) testing::write_text_file(dir.file(kOrvexObservationCsvName), csv);
-        char buf[4096];
-        ASSERT_NE(getcwd(buf, sizeof buf), nullptr);
-        ASSERT_EQ(chdir(dir.path().c_str()), 0);
+        testing::ScopedChdir cd(dir.path());
         orvex_load_observation_points();
-        ASSERT_EQ(chdir(buf), 0);
     }
     const ObservationPoint& pt(int i) { return g_orvex_observation_points[std::size_t(i)]; }
 };

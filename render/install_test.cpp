@@ -24,10 +24,7 @@ TEST(RenderInstall, StartUpLoadsTheColourFileAndWiresTheSceneSettings) {
                              "CELL_BEGIN\n0,#000000\n1,#ffffff\nCELL_END\n");
     testing::write_file_bytes(dir.file("grid.bin"),
                               testing::encode_grid_file(testing::make_ocean(20, 10, 100.0f)));
-    char a0[] = "kaitoro";
-    std::string grid = dir.file("grid.bin");
-    char* argv[] = {a0, grid.data()};
-    ASSERT_EQ(driver_startup(2, argv), 0);
+    ASSERT_EQ(testing::start_program(dir.file("grid.bin")), 0);
     EXPECT_STREQ(g_status, "Loaded saved color settings. Use Settings > Colors to edit or reset.");
     EXPECT_EQ(g_cell_color_custom_enabled, 1);
 

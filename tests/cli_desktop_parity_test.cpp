@@ -47,9 +47,7 @@ class CliDesktopParityTest : public ::testing::Test {
 TEST_F(CliDesktopParityTest, SourcesSaveTheSamePresetAsTheDesktopCommand) {
     testing::reset_all_globals();
     testing::ScopedFakePlatform platform;
-    std::string arg0 = "kaitoro";
-    char* argv[] = {arg0.data(), grid_.data()};
-    ASSERT_EQ(driver_startup(2, argv), 0);
+    ASSERT_EQ(testing::start_program(grid_), 0);
     platform.fake.open_answers.push_back(sources_);
     load_source_csv_dialog(nullptr);
     const std::string desktop = dir_.file("desktop.csv"), cli = dir_.file("cli.csv");

@@ -30,9 +30,7 @@ class AppTest : public ::testing::Test {
         ASSERT_TRUE(write_file_bytes(path, encode_grid_file(three_station_coast())));
         fake_.exe_path = dir_.file("kaitoro");
         set_platform(&fake_);
-        std::string arg0 = "kaitoro", arg1 = path;
-        char* argv[] = {arg0.data(), arg1.data()};
-        ASSERT_EQ(driver_startup(2, argv), 0);
+        ASSERT_EQ(start_program(path), 0);
         window_ = std::make_unique<MainWindow>(make_ui_font());
         install_shell_windows(window_.get());
         window_->show();

@@ -54,6 +54,12 @@ void reset_all_globals() {
     set_platform(nullptr);
 }
 
+int start_program(const std::string& grid_path) {
+    std::string arg0 = "kaitoro", arg1 = grid_path;
+    char* argv[] = {arg0.data(), arg1.data()};
+    return driver_startup(2, argv);
+}
+
 void install_grid(GridData grid) {
     reset_all_globals();
     g_grid = std::move(grid);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -62,6 +63,18 @@ public:
 
 private:
     std::string path_;
+};
+
+// Makes `dir` the working directory for the lifetime of the object.
+class ScopedChdir {
+public:
+    explicit ScopedChdir(const std::string& dir) : old_(std::filesystem::current_path()) {
+        std::filesystem::current_path(dir);
+    }
+    ~ScopedChdir() { std::filesystem::current_path(old_); }
+
+private:
+    std::filesystem::path old_;
 };
 
 // Writes the grid layout to a temp file and loads it with load_grid_data.
