@@ -11,9 +11,12 @@
 #include "source_design/source_cell.h"
 #include "tests/support/fake_platform.h"
 #include "tests/support/global_state.h"
+#include "tests/support/source_fixtures.h"
 
 namespace kaitoro {
 namespace {
+
+using testing::set_quick_ff_cell;
 
 class QuickFfCommandsTest : public ::testing::Test {
   protected:
@@ -25,16 +28,11 @@ class QuickFfCommandsTest : public ::testing::Test {
     void TearDown() override { testing::reset_all_globals(); }
     testing::FakePlatform& fake() { return platform_.fake; }
     static QuickFfCell& cell(int r, int c) { return *quick_ff_cell_at(r, c); }
-    static void set(int r, int c, float slip, int delay) {
-        cell(r, c).slip_m = slip;
-        cell(r, c).delay_s = delay;
-        cell(r, c).enabled = slip > 0;
-    }
     testing::ScopedFakePlatform platform_;
 };
 
 TEST_F(QuickFfCommandsTest, AutoDelayTimesFromTheZeroDelayCellNearestC3) {
-    set(2, 2, 2, 3);  // only C3, timed: it becomes the origin and gets 0
+    set_quick_ff_cell(2, 2, 2, 3);  // only C3, timed: it becomes the origin and gets 0
     EXPECT_EQ(quick_ff_auto_delay_from_zero(), 1);
     EXPECT_EQ(cell(2, 2).delay_s, 0);
     EXPECT_STREQ(g_status,
@@ -43,10 +41,10 @@ TEST_F(QuickFfCommandsTest, AutoDelayTimesFromTheZeroDelayCellNearestC3) {
 
     // Two zero-delay cells: B4 is nearer C3 than G7 and becomes the origin. Distances use
     // the patch length along strike and the width down dip.
-    set(2, 2, 2, 99);
-    set(3, 1, 1, 0);
-    set(6, 6, 1, 0);
-    set(0, 4, 1, 50);
+    set_quick_ff_cell(2, 2, 2, 99);
+    set_quick_ff_cell(3, 1, 1, 0);
+    set_quick_ff_cell(6, 6, 1, 0);
+    set_quick_ff_cell(0, 4, 1, 50);
     g_fault_stamp_length_km = 40;
     g_fault_width_km = 30;
     g_rupture_velocity_km_s = 2.0f;
@@ -63,15 +61,15 @@ TEST_F(QuickFfCommandsTest, AutoDelayTimesFromTheZeroDelayCellNearestC3) {
 
     // No origin: an information box and nothing changes.
     quick_ff_init_empty_grid(7, 7, 0);
-    set(4, 4, 1, 10);
+    set_quick_ff_cell(4, 4, 1, 10);
     EXPECT_EQ(quick_ff_auto_delay_from_zero(), -1);
     EXPECT_EQ(fake().boxes.size(), 1u);
     EXPECT_EQ(cell(4, 4).delay_s, 10);
 }
 
 TEST_F(QuickFfCommandsTest, SlipPercentOfTheFocusedCell) {
-    set(2, 2, 4, 0);
-    set(3, 3, 9, 10);
+    set_quick_ff_cell(2, 2, 4, 0);
+    set_quick_ff_cell(3, 3, 9, 10);
     g_quick_ff_slip_percent = 50;
     EXPECT_EQ(quick_ff_apply_slip_percent(2, 2), 2);
     EXPECT_FLOAT_EQ(cell(2, 2).slip_m, 2.0f);
@@ -113,7 +111,7 @@ TEST_F(QuickFfCommandsTest, FieldsAreStrictOrLenient) {
     EXPECT_FLOAT_EQ(g_fault_width_km, 50.0f);
 
     // Bulk dip goes to the active cells only.
-    set(2, 2, 1, 0);
+    set_quick_ff_cell(2, 2, 1, 0);
     cell(4, 4).dip_deg = 40;
     EXPECT_EQ(quick_ff_apply_bulk_dip(), 1);
     EXPECT_FLOAT_EQ(cell(2, 2).dip_deg, 22.5f);
@@ -124,7 +122,7 @@ TEST_F(QuickFfCommandsTest, FieldsAreStrictOrLenient) {
 TEST_F(QuickFfCommandsTest, VisibleCellsReadStrictlyOrLeniently) {
     g_quick_ff_view_row = 1;
     g_quick_ff_view_col = 2;
-    set(1, 2, 12.5f, 60);  // top-left visible cell
+    set_quick_ff_cell(1, 2, 12.5f, 60);  // top-left visible cell
     QuickFfVisibleTexts t = quick_ff_visible_cell_texts();
     EXPECT_EQ(t[0], "12.5\r\n60\r\n15.0");
     EXPECT_EQ(t[1], "");
@@ -161,7 +159,7 @@ TEST_F(QuickFfCommandsTest, ResizeRowOrientationSwapAndClear) {
     EXPECT_EQ(quick_ff_resize_command("60", "60"), 1);
     EXPECT_EQ(g_quick_ff_count, 3600);
 
-    set(5, 0, 1, 0);
+    set_quick_ff_cell(5, 0, 1, 0);
     quick_ff_toggle_row1();
     EXPECT_STREQ(quick_ff_row1_button_text(), "Row1: deep");
     EXPECT_FLOAT_EQ(cell(5, 0).dip_offset, -3.0f);
@@ -189,8 +187,8 @@ TEST_F(QuickFfCommandsTest, ColourRamp) {
               "255,255,255 255,255,255 96,255,255 0,255,255 0,255,191 0,255,0 255,106,0 255,0,0 "
               "255,0,0 ");
 
-    set(2, 2, 4, 0);
-    set(3, 3, 2, 0);
+    set_quick_ff_cell(2, 2, 4, 0);
+    set_quick_ff_cell(3, 3, 2, 0);
     EXPECT_EQ(quick_ff_cell_color(2, 2), 0xFF0000u);
     EXPECT_EQ(quick_ff_cell_color(0, 0), 0xFFFFFFu);
     g_quick_ff_color_mode = 1;  // all delays 0: every active cell gets the colour of t = 0
@@ -201,8 +199,8 @@ TEST_F(QuickFfCommandsTest, ColourRamp) {
 TEST_F(QuickFfCommandsTest, MagnitudePreview) {
     EXPECT_EQ(quick_ff_mw_preview_text(),
               "Magnitude preview: no active slip cells | patch 40.0 x 20.0 km");
-    set(2, 2, 1, 0);
-    set(2, 3, 3, 0);
+    set_quick_ff_cell(2, 2, 1, 0);
+    set_quick_ff_cell(2, 3, 3, 0);
     const QuickFfMwPreview p = quick_ff_compute_mw_preview();
     // M0 = 2 mu A slip summed: 2 * 3.0e10 * 800e6 m2 * 4 m.
     EXPECT_NEAR(p.m0_nm, 2.0 * 30000001024.0 * 800e6 * 4.0, 1e6);

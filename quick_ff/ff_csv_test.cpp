@@ -10,10 +10,13 @@
 #include "source_design/source_cell.h"
 #include "tests/support/fake_platform.h"
 #include "tests/support/global_state.h"
+#include "tests/support/source_fixtures.h"
 #include "tests/support/synthetic_grid.h"
 
 namespace kaitoro {
 namespace {
+
+using testing::set_quick_ff_cell;
 
 using testing::TempDir;
 
@@ -33,13 +36,6 @@ class QuickFfCsvTest : public ::testing::Test {
         return quick_ff_load_csv(nullptr);
     }
     testing::FakePlatform& fake() { return platform_.fake; }
-    void set_cell(int r, int c, float slip, int delay, float dip) {
-        QuickFfCell& cell = *quick_ff_cell_at(r, c);
-        cell.slip_m = slip;
-        cell.delay_s = delay;
-        cell.dip_deg = dip;
-        cell.enabled = slip > 0;
-    }
     // "C3=12.5/60/15 ..." for every cell with slip or enabled, in row-major order.
     static std::string cells() {
         std::string out;
@@ -61,7 +57,7 @@ class QuickFfCsvTest : public ::testing::Test {
 
 TEST_F(QuickFfCsvTest, SaveWritesTheMatrixFileByteForByte) {
     quick_ff_init_empty_grid(7, 7, 0);
-    set_cell(2, 2, 1, 0, 15);
+    set_quick_ff_cell(2, 2, 1, 0, 15);
     g_fault_width_km = 0.25f;  // made valid (1) and stored back before writing
     const std::string path = dir_.file("grid.csv");
     fake().save_answers.push_back(path);
@@ -98,10 +94,10 @@ TEST_F(QuickFfCsvTest, SaveWritesTheMatrixFileByteForByte) {
 
 TEST_F(QuickFfCsvTest, SavedFileLoadsBackToTheSameGrid) {
     quick_ff_init_empty_grid(9, 27, 0);
-    set_cell(0, 0, 0.125f, 7, 5);
-    set_cell(2, 2, 12.5f, 0, 14);
-    set_cell(8, 26, 30.0f, 123, 60);
-    set_cell(4, 13, 1.0f / 3.0f, 59, 33.3f);
+    set_quick_ff_cell(0, 0, 0.125f, 7, 5);
+    set_quick_ff_cell(2, 2, 12.5f, 0, 14);
+    set_quick_ff_cell(8, 26, 30.0f, 123, 60);
+    set_quick_ff_cell(4, 13, 1.0f / 3.0f, 59, 33.3f);
     quick_ff_cell_at(5, 5)->slip_m = 0.0003f;  // below the enabled threshold, still written
     g_quick_ff_row1_is_shallow = 0;
     g_fault_stamp_length_km = 55.5f;

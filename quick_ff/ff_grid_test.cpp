@@ -8,9 +8,12 @@
 
 #include "source_design/source_cell.h"
 #include "tests/support/global_state.h"
+#include "tests/support/source_fixtures.h"
 
 namespace kaitoro {
 namespace {
+
+using testing::set_quick_ff_cell;
 
 class QuickFfGridTest : public ::testing::Test {
   protected:
@@ -158,34 +161,28 @@ TEST_F(QuickFfGridTest, EpicentreRulesInOrder) {
     EXPECT_EQ(col, 2);
 
     quick_ff_init_empty_grid(7, 7, 0);
-    auto set = [](int r, int c, float slip, int delay) {
-        QuickFfCell& cell = *quick_ff_cell_at(r, c);
-        cell.slip_m = slip;
-        cell.delay_s = delay;
-        cell.enabled = slip > 0;
-    };
-    set(5, 4, 2, 30);
-    set(6, 6, 2, 40);
+    set_quick_ff_cell(5, 4, 2, 30);
+    set_quick_ff_cell(6, 6, 2, 40);
     quick_ff_find_epicenter_cell(&row, &col, &along, &down);  // first active cell
     EXPECT_EQ((std::vector<float>{float(row), float(col), along, down}),
               (std::vector<float>{5, 4, 2, 3}));
 
-    set(2, 2, 1, 20);  // C3 active but timed: still the epicentre
+    set_quick_ff_cell(2, 2, 1, 20);  // C3 active but timed: still the epicentre
     quick_ff_find_epicenter_cell(&row, &col, &along, &down);
     EXPECT_EQ(row, 2);
     EXPECT_EQ(col, 2);
     EXPECT_FLOAT_EQ(down, 0.0f);
 
     // Delay-0 cells win: the rounded mean position, the mean offsets.
-    set(3, 4, 1, 0);
-    set(4, 6, 1, 0);
+    set_quick_ff_cell(3, 4, 1, 0);
+    set_quick_ff_cell(4, 6, 1, 0);
     quick_ff_find_epicenter_cell(&row, &col, &along, &down);  // row 3.5 rounds away from zero
     EXPECT_EQ((std::vector<float>{float(row), float(col), along, down}),
               (std::vector<float>{4, 5, 3, 1.5f}));
 
     // A zero-delay cell without slip does not count.
     quick_ff_init_empty_grid(7, 7, 0);
-    set(6, 6, 0, 0);
+    set_quick_ff_cell(6, 6, 0, 0);
     quick_ff_find_epicenter_cell(&row, &col, &along, &down);
     EXPECT_EQ(row, 2);
     EXPECT_EQ(col, 2);

@@ -11,10 +11,13 @@
 #include "source_design/source_cell.h"
 #include "source_design/undo.h"
 #include "tests/support/global_state.h"
+#include "tests/support/source_fixtures.h"
 #include "tests/support/synthetic_grid.h"
 
 namespace kaitoro {
 namespace {
+
+using testing::set_quick_ff_cell;
 
 class QuickFfPlacementTest : public ::testing::Test {
   protected:
@@ -25,18 +28,11 @@ class QuickFfPlacementTest : public ::testing::Test {
         testing::install_grid(testing::load_spec(grid));
         quick_ff_init_empty_grid(7, 7, 0);
     }
-    static void set(int r, int c, float slip, int delay, float dip = 15) {
-        QuickFfCell& cell = *quick_ff_cell_at(r, c);
-        cell.slip_m = slip;
-        cell.delay_s = delay;
-        cell.dip_deg = dip;
-        cell.enabled = slip > 0;
-    }
 };
 
 TEST_F(QuickFfPlacementTest, DepthsAreClampedToTheFaultRange) {
-    set(2, 2, 1, 0, 60);
-    set(5, 2, 1, 0, 60);  // three rows down dip at 60 degrees
+    set_quick_ff_cell(2, 2, 1, 0, 60);
+    set_quick_ff_cell(5, 2, 1, 0, 60);  // three rows down dip at 60 degrees
     g_source_depth_km = 690;
     quick_ff_apply_at(30, 30);
     float deepest = 0, shallowest = 1e9f;
@@ -62,8 +58,8 @@ TEST_F(QuickFfPlacementTest, DepthsAreClampedToTheFaultRange) {
 
 TEST_F(QuickFfPlacementTest, OneUndoStepRestoresTheSourceBeforePlacement) {
     source_list_append(&g_sources, 5, 5, 1.5f, 30);
-    set(2, 2, 3, 0);
-    set(2, 3, 3, 10);
+    set_quick_ff_cell(2, 2, 3, 0);
+    set_quick_ff_cell(2, 3, 3, 10);
     quick_ff_apply_at(20, 20);
     EXPECT_GT(g_sources.count, 10u);
     EXPECT_EQ(g_source_undo_count, 1);
@@ -85,7 +81,7 @@ TEST_F(QuickFfPlacementTest, LandCellsKeepSlipButMoveNoWater) {
     testing::GridSpec coast = testing::make_ocean(60, 60, 3000.0f);
     testing::fill_rect(coast, 31, 0, 59, 59, -10.0f);
     install(coast);
-    set(2, 2, 2, 0);
+    set_quick_ff_cell(2, 2, 2, 0);
     quick_ff_apply_at(30, 30);
     int on_land = 0;
     for (std::size_t i = 0; i < g_sources.count; ++i) {
@@ -101,7 +97,7 @@ TEST_F(QuickFfPlacementTest, LandCellsKeepSlipButMoveNoWater) {
 TEST_F(QuickFfPlacementTest, PlacementModeKeys) {
     using R = QuickFfKeyResult;
     EXPECT_EQ(quick_ff_placement_key('Z', 0, 0, 0, 0, 0), R::NotHandled);  // mode off
-    set(2, 2, 1, 0);
+    set_quick_ff_cell(2, 2, 1, 0);
     quick_ff_enter_place_mode();
     EXPECT_STREQ(g_status,
                  "Quick finite-fault placement: mouse=epicenter C3; click/Enter apply; Z/X strike "

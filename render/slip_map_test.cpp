@@ -11,6 +11,7 @@
 #include "source_design/source_cell.h"
 #include "tests/support/fake_platform.h"
 #include "tests/support/global_state.h"
+#include "tests/support/source_fixtures.h"
 #include "tests/support/synthetic_grid.h"
 
 namespace kaitoro {
@@ -25,24 +26,6 @@ class SlipMapTest : public ::testing::Test {
     }
     void TearDown() override { testing::reset_all_globals(); }
 
-    // A square patch of points around (x, y) with one fault and patch id.
-    void add_patch(int fault, int patch, int x, int y, float slip, int delay, float dip = 15,
-                   float strike = 0, float width = 20, float length = 40) {
-        for (int dy = -2; dy <= 2; ++dy)
-            for (int dx = -2; dx <= 2; ++dx) {
-                source_list_append(&g_sources, x + dx, y + dy, 1.0f, delay);
-                SourcePoint& p = g_sources[g_sources.count - 1];
-                p.slip_m = slip;
-                p.fault_id = fault;
-                p.patch_id = patch;
-                p.dip_deg = dip;
-                p.strike_deg = strike;
-                p.width_km = width;
-                p.length_km = length;
-                p.depth_km = 20;
-            }
-    }
-
     testing::TempDir dir_;
 };
 
@@ -50,8 +33,8 @@ TEST_F(SlipMapTest, PatchesTakeSanitisedParameters) {
     g_fault_dip_deg = 70.0f;  // the default dip is used limited to 60
     g_fault_width_km = 5000.0f;
     g_fault_stamp_length_km = 2.0f;
-    add_patch(1, 1, 150, 150, 2.0f, 30, 80.0f, 0, 0.0f, 0.0f);
-    add_patch(1, 2, 150, 170, -3.0f, 10, 0.0f, 0, NAN, 9000.0f);
+    testing::add_fault_patch(1, 1, 150, 150, 2.0f, 30, 80.0f, 0, 0.0f, 0.0f);
+    testing::add_fault_patch(1, 2, 150, 170, -3.0f, 10, 0.0f, 0, NAN, 9000.0f);
     SlipMapModel m;
     ASSERT_TRUE(slip_map_collect(&m));
     ASSERT_EQ(m.patches.size(), 2u);
@@ -68,9 +51,9 @@ TEST_F(SlipMapTest, PatchesTakeSanitisedParameters) {
 }
 
 TEST_F(SlipMapTest, EqualEarliestDelaysPutTheEpicentreBetweenThem) {
-    add_patch(1, 1, 140, 150, 2.0f, 20);
-    add_patch(1, 2, 160, 150, 2.0f, 20);
-    add_patch(1, 3, 150, 170, 2.0f, 45);
+    testing::add_fault_patch(1, 1, 140, 150, 2.0f, 20);
+    testing::add_fault_patch(1, 2, 160, 150, 2.0f, 20);
+    testing::add_fault_patch(1, 3, 150, 170, 2.0f, 45);
     SlipMapModel m;
     ASSERT_TRUE(slip_map_collect(&m));
     slip_map_layout(&m);

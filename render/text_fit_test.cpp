@@ -9,6 +9,7 @@
 #include "render/canvas.h"
 #include "render/slip_map.h"
 #include "tests/support/global_state.h"
+#include "tests/support/source_fixtures.h"
 #include "tests/support/synthetic_grid.h"
 
 namespace kaitoro {
@@ -23,19 +24,8 @@ class SlipMapTextFitTest : public ::testing::Test {
     }
     void TearDown() override { testing::reset_all_globals(); }
 
-    void add_patch(int patch, int x, int y, float slip, float length_km) {
-        for (int dy = -2; dy <= 2; ++dy)
-            for (int dx = -2; dx <= 2; ++dx) {
-                source_list_append(&g_sources, x + dx, y + dy, 1.0f, patch * 15);
-                SourcePoint& p = g_sources[g_sources.count - 1];
-                p.slip_m = slip;
-                p.fault_id = 1;
-                p.patch_id = patch;
-                p.dip_deg = 15;
-                p.width_km = 20;
-                p.length_km = length_km;
-                p.depth_km = 20;
-            }
+    static void add_patch(int patch, int x, int y, float slip, float length_km) {
+        testing::add_fault_patch(1, patch, x, y, slip, patch * 15, 15, 0, 20, length_km);
     }
 
     // Draws the image and returns every text drawn on it.
