@@ -204,14 +204,13 @@ TEST_F(DriverTest, QualifyingObservationPointsBecomeVirtualStations) {
     const std::uint32_t before = g_grid.station_count;
     EXPECT_EQ(driver_add_virtual_stations(), 2);
     ASSERT_EQ(g_grid.station_count, before + 2);
-    EXPECT_EQ(g_grid.station_cell[before], 8 * nx + 8);
-    EXPECT_EQ(g_grid.station_sample_cell[before], 8 * nx + 8);
-    EXPECT_EQ(g_grid.station_zone[before], 19);
-    EXPECT_EQ(g_grid.station_flags[before], 2);
-    EXPECT_EQ(g_grid.station_zone[before + 1], 22);
-    EXPECT_EQ(g_fake_points[0].marked_station, int(before) + 1);
-    EXPECT_EQ(g_fake_points[1].marked_station, int(before) + 2);
-    EXPECT_EQ(g_fake_points[2].marked_station, 0);
+    // Cell, sample cell, zone and flags of the first; zone of the second; the points' marks.
+    EXPECT_EQ((std::vector<int>{g_grid.station_cell[before], g_grid.station_sample_cell[before],
+                                g_grid.station_zone[before], g_grid.station_flags[before],
+                                g_grid.station_zone[before + 1], g_fake_points[0].marked_station,
+                                g_fake_points[1].marked_station, g_fake_points[2].marked_station}),
+              (std::vector<int>{8 * nx + 8, 8 * nx + 8, 19, 2, 22, int(before) + 1,
+                                int(before) + 2, 0}));
     EXPECT_STREQ(g_status,
                  "Added 2 virtual coastal observation station(s) from JMA gauges without "
                  "changing land mask.");

@@ -159,18 +159,19 @@ TEST_F(ArrivalTest, ResetEmptiesTheOutboxAndClearsTheRunButKeepsDelayAndPoints) 
 
     orvex_reset_export_state();
     EXPECT_EQ(stat(outbox_path().c_str(), &st), 0);
-    EXPECT_EQ(st.st_size, 0);
-    EXPECT_EQ(g_orvex_observation_event_count, 0);
-    EXPECT_EQ(g_orvex_observation_arrival_s[0], 0);
-    EXPECT_EQ(g_orvex_observation_peak_m[0], 0.0f);
-    EXPECT_EQ(g_orvex_observation_last_queued_peak_dm[0], 0);
-    EXPECT_EQ(g_orvex_observation_first_queued[0], 0);
-    EXPECT_EQ(g_orvex_realtime_active, 0);
-    EXPECT_EQ(g_orvex_realtime_start_ms, 0u);
-    EXPECT_EQ(g_orvex_next_warning_check_h, 6);
-    EXPECT_TRUE(g_orvex_wave_zone_map.empty());
-    EXPECT_EQ(g_orvex_calc_start_delay_s, 120);
-    EXPECT_EQ(g_orvex_observation_point_count, 1);
+    // Size, queue, arrival, peak, last peak, first report, clock, next check, zone map; then
+    // what a reset keeps: the start delay and the points.
+    EXPECT_EQ((std::vector<double>{double(st.st_size), double(g_orvex_observation_event_count),
+                                   double(g_orvex_observation_arrival_s[0]),
+                                   g_orvex_observation_peak_m[0],
+                                   double(g_orvex_observation_last_queued_peak_dm[0]),
+                                   double(g_orvex_observation_first_queued[0]),
+                                   double(g_orvex_realtime_active + g_orvex_realtime_start_ms),
+                                   double(g_orvex_next_warning_check_h),
+                                   double(g_orvex_wave_zone_map.size()),
+                                   double(g_orvex_calc_start_delay_s),
+                                   double(g_orvex_observation_point_count)}),
+              (std::vector<double>{0, 0, 0, 0, 0, 0, 0, 6, 0, 120, 1}));
 }
 
 TEST_F(ArrivalTest, OutboxSitsBesideTheExecutableAndIsComputedOnce) {

@@ -4,6 +4,7 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "core/driver.h"
 #include "core/solver.h"
@@ -108,19 +109,15 @@ TEST_F(SettingsTest, ApplyStoresEveryFieldAndRoundsTheDelay) {
     EXPECT_TRUE(fake_.fake.boxes.empty());
     EXPECT_EQ(std::string(g_status),
               "Applied numeric settings. Delay was rounded to the current time step.");
-    EXPECT_FLOAT_EQ(g_new_source_height_m, 1.5f);
-    EXPECT_EQ(g_new_source_delay_s, 0);
-    EXPECT_FLOAT_EQ(g_fault_width_km, 35.0f);
-    EXPECT_FLOAT_EQ(g_subsidence_ratio, 0.9f);
-    EXPECT_FLOAT_EQ(g_fault_dip_deg, 5.0f);
-    EXPECT_FLOAT_EQ(g_strike_slip_mix, 0.25f);
-    EXPECT_FLOAT_EQ(g_wave_overlay_alpha, 0.6f);
-    EXPECT_FLOAT_EQ(g_rupture_velocity_km_s, 0.1f);
-    EXPECT_FLOAT_EQ(g_strike_smoothing_strength, 0.0f);
-    EXPECT_FLOAT_EQ(g_source_depth_km, 700.0f);
-    EXPECT_EQ(g_steps_per_frame, 100);
-    EXPECT_FLOAT_EQ(coastal_reflection_absorption_energy_loss(), 0.95f);
-    EXPECT_EQ(g_orvex_calc_start_delay_s, 604800);
+    EXPECT_EQ((std::vector<float>{g_new_source_height_m, float(g_new_source_delay_s),
+                                  g_fault_width_km, g_subsidence_ratio, g_fault_dip_deg,
+                                  g_strike_slip_mix, g_wave_overlay_alpha, g_rupture_velocity_km_s,
+                                  g_strike_smoothing_strength, g_source_depth_km,
+                                  float(g_steps_per_frame),
+                                  coastal_reflection_absorption_energy_loss(),
+                                  float(g_orvex_calc_start_delay_s)}),
+              (std::vector<float>{1.5f, 0, 35, 0.9f, 5, 0.25f, 0.6f, 0.1f, 0, 700, 100, 0.95f,
+                                  604800}));
 
     w_->type(kSetEditDelay, "8");
     w_->press(kSetApplyNumeric);
