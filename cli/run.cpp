@@ -423,10 +423,10 @@ int cmd_run(const RunOptions& o) {
     g_running = 1;
     long long done = 0;
     const bool gauges = !g_gauges.gauges.empty();
-    if (gauges) gauges_record(&g_gauges, g_sim.height, g_grid.nx, g_time_s);
+    if (gauges) gauges_record(&g_gauges, g_sim, g_time_s);
     for (; done < total && g_running; ++done) {
         advance_one_step();
-        if (gauges) gauges_record(&g_gauges, g_sim.height, g_grid.nx, g_time_s);
+        if (gauges) gauges_record(&g_gauges, g_sim, g_time_s);
         if (!exports.after_step()) break;
         if (tty && (done % 20 == 0 || done + 1 == total))
             progress(done + 1, total, double(done + 1) / std::max(elapsed(), 1e-9));

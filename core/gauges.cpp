@@ -141,15 +141,13 @@ void gauges_reset_records(GaugeSet* set) {
     for (Gauge& g : set->gauges) g.level_m.clear();
 }
 
-void gauges_record(GaugeSet* set, const std::vector<float>& bordered_height, std::uint32_t nx,
-                   std::int32_t time_s) {
+void gauges_record(GaugeSet* set, const Simulation& sim, std::int32_t time_s) {
     const bool same = !set->time_s.empty() && set->time_s.back() == time_s;
     if (!same) set->time_s.push_back(time_s);
     for (Gauge& g : set->gauges) {
         float h = 0;
         if (g.cell_x >= 0) {
-            const std::size_t b = std::size_t(g.cell_y + 1) * nx + std::size_t(g.cell_x);
-            if (b < bordered_height.size()) h = bordered_height[b];
+            h = current_height_at(sim, sim.bordered_index(g.cell_x, g.cell_y));
         }
         if (same && !g.level_m.empty())
             g.level_m.back() = h;

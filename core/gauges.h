@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "core/grid.h"
+#include "core/solver.h"
 
 namespace kaitoro {
 
@@ -51,8 +52,7 @@ bool gauge_place(Gauge* gauge, const GridData& grid);
 void gauges_reset_records(GaugeSet* set);
 // Appends one sample per gauge: the wave height of its cell at `time_s` (0 for an unplaced
 // gauge). A second call at the same time replaces that sample.
-void gauges_record(GaugeSet* set, const std::vector<float>& bordered_height, std::uint32_t nx,
-                   std::int32_t time_s);
+void gauges_record(GaugeSet* set, const Simulation& sim, std::int32_t time_s);
 
 // The series as CSV: "time_s,NAME,..." then one line per recorded time, heights in metres with
 // four decimals. Written whole or not at all; false when it could not be written.

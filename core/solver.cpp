@@ -92,7 +92,6 @@ struct StepView {
     const std::uint8_t* coastal;
     const float* damping;  // (pad + 1) rows of snx, by margin depth of the row
     const float* arrival_factor;
-    float* height;
     float* max_height;
     std::int32_t* arrival_s;
     const float* source_height;
@@ -633,6 +632,7 @@ void reset_simulation(const GridData* grid, Simulation* sim) {
     zero(sim->eta_prev);
     zero(sim->rate);
     zero(sim->height);
+    sim->height_stale = false;
     zero(sim->max_height);
     zero(sim->arrival_s);
     zero(sim->source_height);
@@ -736,7 +736,6 @@ void simulate_one_step(const GridData* grid, Simulation* sim, int t_s) {
     v.coastal = p.coastal.data();
     v.damping = p.damping.data();
     v.arrival_factor = p.arrival_factor.data();
-    v.height = sim->height.data();
     v.max_height = sim->max_height.data();
     v.arrival_s = sim->arrival_s.data();
     v.source_height = sim->source_height.data();
@@ -754,11 +753,50 @@ void simulate_one_step(const GridData* grid, Simulation* sim, int t_s) {
     v.raised_next = act.raised_next.data();
 
     step_all_rows(v);
+    sim->height_stale = true;
 
     // The last step's field is the one the next step overwrites.
     std::swap(act.live_before, act.live_last);
     std::swap(act.live_last, act.live_next);
     std::swap(act.raised_last, act.raised_next);
+}
+
+namespace {
+
+// What the step would have written as the height of grid cell (gx, gy): 0 where the cell was a
+// wall at the start of the last step (a static wall, or eta_prev at the wall threshold), else
+// its eta after sources. A cell the step left alone is quiet, and the formula gives its 0 too.
+float height_of_cell(const Simulation& sim, std::size_t gx, std::size_t gy) {
+    const std::size_t i = (gy + sim.pad) * sim.snx + gx + sim.pad;
+    if (sim.plan.self_coef[i] == 0.0f || sim.eta_prev[i] >= kWallThreshold) return 0.0f;
+    return sim.eta[i];
+}
+
+bool height_derivable(const Simulation& sim) {
+    return sim.height_stale && plan_fits(sim) && sim.plan.self_coef.size() == sim.solver_cells;
+}
+
+}  // namespace
+
+const std::vector<float>& current_height(const Simulation& sim) {
+    if (!height_derivable(sim)) return sim.height;
+    const int ny = int(sim.ny);
+    const std::size_t nx = sim.nx;
+#pragma omp parallel for schedule(static) if (sim.grid_cells > 100000)
+    for (int gy = 0; gy < ny; ++gy) {
+        float* row = sim.height.data() + (std::size_t(gy) + 1) * nx;
+        for (std::size_t gx = 0; gx < nx; ++gx) row[gx] = height_of_cell(sim, gx, std::size_t(gy));
+    }
+    sim.height_stale = false;
+    return sim.height;
+}
+
+float current_height_at(const Simulation& sim, std::size_t bordered_index) {
+    if (bordered_index >= sim.height.size()) return 0.0f;
+    if (!height_derivable(sim)) return sim.height[bordered_index];
+    const std::size_t gy = bordered_index / sim.nx, gx = bordered_index % sim.nx;
+    if (gy == 0 || gy > sim.ny) return sim.height[bordered_index];  // the border rows stay 0
+    return height_of_cell(sim, gx, gy - 1);
 }
 
 float global_height_decay_per_step() {

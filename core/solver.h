@@ -80,7 +80,11 @@ struct Simulation {
     std::vector<float> eta;         // per solver cell
     std::vector<float> eta_prev;    // per solver cell
     std::vector<float> rate;        // per solver cell
-    std::vector<float> height;      // per bordered cell
+    // Per bordered cell. The step leaves it to be filled from eta when somebody reads it (most
+    // steps nobody does): read it through current_height(), or directly where no step has run
+    // since the last reset or read.
+    mutable std::vector<float> height;
+    mutable bool height_stale = false;
     std::vector<float> max_height;  // per bordered cell
     std::vector<std::int32_t> arrival_s;       // per bordered cell, 0 = none yet
     std::vector<float> source_height;          // per grid cell
@@ -125,6 +129,11 @@ void simulate_one_step(const GridData* grid, Simulation* sim, int t_s);
 void solver_sources_changed(Simulation* sim);
 // Whoever writes eta or rate outside the step calls this: the next two steps cover every cell.
 void solver_forget_quiet_cells(Simulation* sim);
+
+// The current height of every bordered cell, as the step defines it: 0 on walls, else eta.
+const std::vector<float>& current_height(const Simulation& sim);
+// The same for one bordered cell, without filling the others.
+float current_height_at(const Simulation& sim, std::size_t bordered_index);
 
 float global_height_decay_per_step();
 void set_coastal_reflection_absorption(int enabled, float loss);

@@ -261,10 +261,11 @@ bool NetcdfWriter::add_snapshot(const GridData* grid, const Simulation* sim, int
     if (ncid_ < 0 || var_eta_ < 0) return false;
     const std::size_t nx = grid->nx, ny = grid->ny, cells = nx * ny;
     std::vector<float> eta(cells, kNetcdfFloatFill);
-    if (sim->height.size() >= (ny + 2) * nx)
+    const std::vector<float>& height = current_height(*sim);
+    if (height.size() >= (ny + 2) * nx)
         for (std::size_t c = 0; c < cells; ++c)
             if (!cell_is_dry(grid, c)) {
-                const float h = sim->height[c + nx];
+                const float h = height[c + nx];
                 eta[c] = std::isfinite(h) ? h : kNetcdfFloatFill;
             }
     const std::size_t start[3] = {snapshots_, 0, 0}, count[3] = {1, ny, nx};

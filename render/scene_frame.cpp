@@ -73,7 +73,7 @@ void build_frame(const GridData* grid, const Simulation* sim, const std::uint32_
     if (transmit_mode || !(alpha > 0.001f) || grid->land.size() != grid->cell_count()) return;
     const std::size_t bordered = std::size_t(w) * (h + 2);
     const bool live = layer_mode == 0;
-    const std::vector<float>& field = live ? sim->height : sim->max_height;
+    const std::vector<float>& field = live ? current_height(*sim) : sim->max_height;
     const bool have_field = sim->nx == grid->nx && field.size() >= bordered;
     if (!have_field && layer_mode != 2) return;
     const bool inv = invert != 0;

@@ -36,7 +36,7 @@ TEST(SolverRealGridTest, TohokuRunMatchesTheLiteralStepBitForBit) {
         for (auto [what, n] :
              {std::pair{"eta", differing(g_sim.eta, ref.eta)},
               std::pair{"rate", differing(g_sim.rate, ref.rate)},
-              std::pair{"height", differing(g_sim.height, ref.height)},
+              std::pair{"height", differing(current_height(g_sim), current_height(ref))},
               std::pair{"max_height", differing(g_sim.max_height, ref.max_height)},
               std::pair{"arrival_s", differing(g_sim.arrival_s, ref.arrival_s)},
               std::pair{"source_applied", differing(g_sim.source_applied, ref.source_applied)}})
