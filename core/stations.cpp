@@ -270,18 +270,19 @@ void update_station_stats(const GridData* grid, Simulation* sim, int t_s) {
     if (s.built_after_reset != sim->resets || s.built_after_reset == 0 || s.grid != grid ||
         s.station_count != grid->station_count)
         build_station_sampling(grid, sim);
-    // A station whose height is not above zero changes neither its maximum nor its arrival.
+    // A station whose height is not above zero (or NaN, or on a wall) changes neither its maximum
+    // nor its arrival, which never fall below 0; so every station is written, without branches:
+    // which stations are above zero is a coin toss the processor cannot predict.
     const float* eta = sim->eta.data();
     float* max_m = sim->station_max_m.data();
     std::int32_t* arrival_s = sim->station_arrival_s.data();
     for (std::size_t k = 0; k < s.station.size(); ++k) {
         const float e = eta[s.solver_index[k]];
-        if (e >= kWallThreshold) continue;
         const float value = e * s.factor[k];
-        if (!(value > 0.0f)) continue;
+        const float rise = e < kWallThreshold && value > 0.0f ? value : 0.0f;
         const std::uint32_t u = s.station[k];
-        if (value > max_m[u]) max_m[u] = value;
-        if (arrival_s[u] == 0 && value >= kArrivalThresholdM) arrival_s[u] = t_s;
+        max_m[u] = rise > max_m[u] ? rise : max_m[u];
+        arrival_s[u] = arrival_s[u] == 0 && rise >= kArrivalThresholdM ? t_s : arrival_s[u];
     }
 }
 
