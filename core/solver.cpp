@@ -108,6 +108,10 @@ struct StepView {
     const std::int32_t* source_cols;  // per grid row: the columns holding a source
     const std::uint8_t* raised_last;  // per solver row of eta_prev: may hold a dynamic wall
     std::uint8_t* raised_next;        // the same for the field this step writes
+    // The station entries to copy eta for (see StationSampling); null when there are none.
+    const std::uint32_t* station_row_start;
+    const std::uint32_t* station_solver_index;
+    float* station_eta;
 };
 
 // The cell kernels must be inlined into the row loops: only there are they compiled for the
@@ -381,6 +385,9 @@ void step_row(const StepView& v, int sy) {
     v.live_next[2 * sy] = live.lo;
     v.live_next[2 * sy + 1] = live.hi;
     v.raised_next[sy] = raised ? 1 : 0;
+    if (v.station_row_start)
+        for (std::uint32_t k = v.station_row_start[sy]; k < v.station_row_start[sy + 1]; ++k)
+            v.station_eta[k] = v.eta[v.station_solver_index[k]];
 }
 
 // How many threads step the rows. Two are faster on an idle machine; when another process
@@ -682,6 +689,7 @@ void solver_forget_quiet_cells(Simulation* sim) {
             (*spans)[2 * r + 1] = std::int32_t(sim->snx);
         }
     a.sources_known = false;
+    sim->station_sampling.sampled_from = nullptr;
 }
 
 namespace {
@@ -751,9 +759,18 @@ void simulate_one_step(const GridData* grid, Simulation* sim, int t_s) {
     v.source_cols = act.source_cols.data();
     v.raised_last = act.raised_last.data();
     v.raised_next = act.raised_next.data();
+    StationSampling& stations = sim->station_sampling;
+    const bool sample = stations.built_after_reset == sim->resets && stations.built_after_reset != 0 &&
+                        stations.grid == grid && stations.station_count == grid->station_count &&
+                        stations.row_start.size() == std::size_t(sim->sny) + 1 &&
+                        stations.eta.size() == stations.solver_index.size();
+    v.station_row_start = sample ? stations.row_start.data() : nullptr;
+    v.station_solver_index = stations.solver_index.data();
+    v.station_eta = stations.eta.data();
 
     step_all_rows(v);
     sim->height_stale = true;
+    stations.sampled_from = sample ? sim->eta.data() : nullptr;
 
     // The last step's field is the one the next step overwrites.
     std::swap(act.live_before, act.live_last);

@@ -67,6 +67,14 @@ struct StationSampling {
     std::vector<std::uint32_t> station;
     std::vector<std::uint32_t> solver_index;
     std::vector<float> factor;
+    // The entries [row_start[r], row_start[r + 1]) lie on solver row r. The step copies their
+    // eta as it finishes each row, while the row is still in the cache of the core that stepped
+    // it, and notes which field it copied; the statistics then read the copy instead of chasing
+    // thousands of cells (a copied Simulation, or one stepped otherwise, has another field and
+    // reads the cells).
+    std::vector<std::uint32_t> row_start;
+    std::vector<float> eta;
+    const float* sampled_from = nullptr;
 };
 
 struct Simulation {

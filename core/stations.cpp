@@ -248,6 +248,13 @@ void build_station_sampling(const GridData* grid, Simulation* sim) {
         s.solver_index[k] = entries[k].solver_index;
         s.factor[k] = entries[k].factor;
     }
+    s.row_start.assign(std::size_t(sim->sny) + 1, 0);
+    for (std::size_t r = 0, k = 0; r <= sim->sny; ++r) {
+        while (k < s.solver_index.size() && s.solver_index[k] / sim->snx < r) ++k;
+        s.row_start[r] = std::uint32_t(k);
+    }
+    s.eta.assign(entries.size(), 0.0f);
+    s.sampled_from = nullptr;
     s.grid = grid;
     s.station_count = grid->station_count;
     s.built_after_reset = sim->resets;
@@ -273,11 +280,13 @@ void update_station_stats(const GridData* grid, Simulation* sim, int t_s) {
     // A station whose height is not above zero (or NaN, or on a wall) changes neither its maximum
     // nor its arrival, which never fall below 0; so every station is written, without branches:
     // which stations are above zero is a coin toss the processor cannot predict.
-    const float* eta = sim->eta.data();
+    if (s.sampled_from != sim->eta.data())
+        for (std::size_t k = 0; k < s.station.size(); ++k) s.eta[k] = sim->eta[s.solver_index[k]];
+    s.sampled_from = nullptr;
     float* max_m = sim->station_max_m.data();
     std::int32_t* arrival_s = sim->station_arrival_s.data();
     for (std::size_t k = 0; k < s.station.size(); ++k) {
-        const float e = eta[s.solver_index[k]];
+        const float e = s.eta[k];
         const float value = e * s.factor[k];
         const float rise = e < kWallThreshold && value > 0.0f ? value : 0.0f;
         const std::uint32_t u = s.station[k];
