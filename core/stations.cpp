@@ -278,8 +278,9 @@ void update_station_stats(const GridData* grid, Simulation* sim, int t_s) {
         s.station_count != grid->station_count)
         build_station_sampling(grid, sim);
     // A station whose height is not above zero (or NaN, or on a wall) changes neither its maximum
-    // nor its arrival, which never fall below 0; so every station is written, without branches:
-    // which stations are above zero is a coin toss the processor cannot predict.
+    // nor its arrival, which never fall below 0. Which stations are above zero is a coin toss the
+    // processor cannot predict, so that is worked out without branches; whether a station's
+    // record changes at all is rarely true, and only then is it written.
     if (s.sampled_from != sim->eta.data())
         for (std::size_t k = 0; k < s.station.size(); ++k) s.eta[k] = sim->eta[s.solver_index[k]];
     s.sampled_from = nullptr;
@@ -290,8 +291,12 @@ void update_station_stats(const GridData* grid, Simulation* sim, int t_s) {
         const float value = e * s.factor[k];
         const float rise = e < kWallThreshold && value > 0.0f ? value : 0.0f;
         const std::uint32_t u = s.station[k];
-        max_m[u] = rise > max_m[u] ? rise : max_m[u];
-        arrival_s[u] = arrival_s[u] == 0 && rise >= kArrivalThresholdM ? t_s : arrival_s[u];
+        const bool higher = rise > max_m[u];
+        const bool arrives = arrival_s[u] == 0 && rise >= kArrivalThresholdM;
+        if (higher | arrives) {
+            if (higher) max_m[u] = rise;
+            if (arrives) arrival_s[u] = t_s;
+        }
     }
 }
 
