@@ -138,6 +138,22 @@ TEST_F(WarningCheckTest, ZoneMapGrowsBreadthFirstAndTiesGoToTheFirstSeed) {
     EXPECT_EQ(at(19, 4), 13);
     EXPECT_EQ(at(0, 0), 11);
 
+    // In two dimensions distance counts edge-neighbour steps, and every tie goes to the seed
+    // queued first, whatever order a cell visits its neighbours in.
+    auto d = testing::make_ocean(7, 6, 50.0f);
+    d.add_station(1, 1, 11);
+    d.add_station(4, 3, 12);
+    install(d);
+    g_orvex_observation_points_loaded = 1;
+    orvex_build_wave_zone_map();
+    std::string rows;
+    for (int y = 0; y < 6; ++y) {
+        for (int x = 0; x < 7; ++x)
+            rows += char('a' + g_orvex_wave_zone_map[std::size_t(y * 7 + x)] - 11);
+        rows += '|';
+    }
+    EXPECT_EQ(rows, "aaaabbb|aaaabbb|aaabbbb|aabbbbb|aabbbbb|aabbbbb|");
+
     // Land cells get zones too, but only sea cells feed the forecast unless the display is
     // inverted.
     auto h = testing::make_ocean(20, 5, 50.0f);
