@@ -760,10 +760,7 @@ void simulate_one_step(const GridData* grid, Simulation* sim, int t_s) {
     v.raised_last = act.raised_last.data();
     v.raised_next = act.raised_next.data();
     StationSampling& stations = sim->station_sampling;
-    const bool sample = stations.built_after_reset == sim->resets && stations.built_after_reset != 0 &&
-                        stations.grid == grid && stations.station_count == grid->station_count &&
-                        stations.row_start.size() == std::size_t(sim->sny) + 1 &&
-                        stations.eta.size() == stations.solver_index.size();
+    const bool sample = station_sampling_current(grid, *sim);
     v.station_row_start = sample ? stations.row_start.data() : nullptr;
     v.station_solver_index = stations.solver_index.data();
     v.station_eta = stations.eta.data();

@@ -112,6 +112,13 @@ struct Simulation {
     }
 };
 
+// Whether sim's station sampling was worked out for `grid` after its last reset.
+inline bool station_sampling_current(const GridData* grid, const Simulation& sim) {
+    const StationSampling& s = sim.station_sampling;
+    return s.built_after_reset == sim.resets && s.built_after_reset != 0 && s.grid == grid &&
+           s.station_count == grid->station_count && s.row_start.size() == std::size_t(sim.sny) + 1;
+}
+
 // Settings read by the step.
 extern int g_coast_reflection_absorb_enabled;  // 1
 extern float g_coast_reflection_energy_loss;   // 0.55

@@ -274,13 +274,10 @@ float station_observed_height_m(const GridData* grid, const Simulation* sim, int
 void update_station_stats(const GridData* grid, Simulation* sim, int t_s) {
     if (!grid || !sim) return;
     StationSampling& s = sim->station_sampling;
-    if (s.built_after_reset != sim->resets || s.built_after_reset == 0 || s.grid != grid ||
-        s.station_count != grid->station_count)
-        build_station_sampling(grid, sim);
-    // A station whose height is not above zero (or NaN, or on a wall) changes neither its maximum
-    // nor its arrival, which never fall below 0. Which stations are above zero is a coin toss the
-    // processor cannot predict, so that is worked out without branches; whether a station's
-    // record changes at all is rarely true, and only then is it written.
+    if (!station_sampling_current(grid, *sim)) build_station_sampling(grid, sim);
+    // A station whose height is not above zero (or NaN, or on a wall) rises by 0, which changes
+    // neither its maximum nor its arrival (they never fall below 0); a record is written only in
+    // the rare step that changes it.
     if (s.sampled_from != sim->eta.data())
         for (std::size_t k = 0; k < s.station.size(); ++k) s.eta[k] = sim->eta[s.solver_index[k]];
     s.sampled_from = nullptr;
@@ -291,12 +288,8 @@ void update_station_stats(const GridData* grid, Simulation* sim, int t_s) {
         const float value = e * s.factor[k];
         const float rise = e < kWallThreshold && value > 0.0f ? value : 0.0f;
         const std::uint32_t u = s.station[k];
-        const bool higher = rise > max_m[u];
-        const bool arrives = arrival_s[u] == 0 && rise >= kArrivalThresholdM;
-        if (higher | arrives) {
-            if (higher) max_m[u] = rise;
-            if (arrives) arrival_s[u] = t_s;
-        }
+        if (rise > max_m[u]) max_m[u] = rise;
+        if (arrival_s[u] == 0 && rise >= kArrivalThresholdM) arrival_s[u] = t_s;
     }
 }
 
